@@ -1,0 +1,34 @@
+#include "app/picture/Picture.h"
+
+#include <new>
+
+namespace TQ::App {
+
+namespace {
+constexpr std::size_t alignment = 64;
+}
+
+int BytesPerSample(SampleDepth depth) {
+    switch (depth) {
+        case SampleDepth::Byte:
+            return 1;
+        case SampleDepth::Short:
+            return 2;
+        case SampleDepth::Float:
+            return 4;
+    }
+    return 0;
+}
+
+Picture::Picture(int width, int height, SampleDepth depth)
+    : _width(width),
+      _height(height),
+      _depth(depth),
+      _rowBytes((static_cast<std::size_t>(width) * 4 * static_cast<std::size_t>(BytesPerSample(depth)) + alignment - 1) /
+                alignment * alignment),
+      _pixels(static_cast<std::uint8_t*>(
+          ::operator new(_rowBytes* static_cast<std::size_t>(height), std::align_val_t(alignment)))) {}
+
+Picture::~Picture() { ::operator delete(_pixels, std::align_val_t(alignment)); }
+
+}  // namespace TQ::App

@@ -1,0 +1,44 @@
+#include "ip/records/Bounds.h"
+
+#include <algorithm>
+
+namespace TQ::IP {
+
+bool operator==(const Bounds& a, const Bounds& b) {
+    return a.x1 == b.x1 && a.y1 == b.y1 && a.x2 == b.x2 && a.y2 == b.y2;
+}
+
+bool IsEmpty(const Bounds& bounds) { return bounds.x2 <= bounds.x1 || bounds.y2 <= bounds.y1; }
+
+bool IsInfinite(const Bounds& bounds) { return bounds == infiniteBounds; }
+
+int Width(const Bounds& bounds) { return bounds.x2 < bounds.x1 ? 0 : bounds.x2 - bounds.x1; }
+
+int Height(const Bounds& bounds) { return bounds.y2 < bounds.y1 ? 0 : bounds.y2 - bounds.y1; }
+
+Bounds Intersect(const Bounds& a, const Bounds& b) {
+    if (IsInfinite(b)) {
+        return a;
+    }
+    if (IsInfinite(a)) {
+        return b;
+    }
+    return {std::max(a.x1, b.x1), std::max(a.y1, b.y1), std::min(a.x2, b.x2), std::min(a.y2, b.y2)};
+}
+
+Bounds Extend(const Bounds& a, const Bounds& b) {
+    return {std::min(a.x1, b.x1), std::min(a.y1, b.y1), std::max(a.x2, b.x2), std::max(a.y2, b.y2)};
+}
+
+bool Contains(const Bounds& outer, const Bounds& inner) {
+    return outer.x1 <= inner.x1 && outer.x2 >= inner.x2 && outer.y1 <= inner.y1 && outer.y2 >= inner.y2;
+}
+
+Bounds Grow(const Bounds& region, const Bounds& margin) {
+    if (IsInfinite(region) || IsInfinite(margin)) {
+        return region;
+    }
+    return {region.x1 + margin.x1, region.y1 + margin.y1, region.x2 + margin.x2, region.y2 + margin.y2};
+}
+
+}  // namespace TQ::IP
