@@ -1,0 +1,60 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "app/demo/FlickerMeter.h"
+#include "app/picture/Picture.h"
+
+namespace TQ::App {
+
+/// One kind of flicker that the demonstration shows.
+struct DemoKind {
+    const char* name;         // as the command line takes it
+    const char* title;        // one line for people
+    const char* description;  // what makes this flicker
+    const char* presetName;   // the effect's menu entry that fits it
+};
+
+/// All kinds, in the order in which the demonstration runs them.
+std::span<const DemoKind> DemoKinds();
+/// The kind of that name, or null.
+const DemoKind* FindDemoKind(std::string_view name);
+
+/// Size and length of a demonstration clip. Width and height at least 1, frames at least 1.
+struct DemoFormat {
+    int width = 960;
+    int height = 540;
+    int frames = 96;
+    int framesPerSecond = 25;
+    SampleDepth depth = SampleDepth::Byte;
+};
+
+/// A clip with known truth: a scene without flicker and the same scene with it. The frames are computed when
+/// asked for and are the same bytes on every machine; alpha is white everywhere. One thread at a time may use
+/// one clip.
+class DemoClip {
+  public:
+    DemoClip(const DemoKind& kind, const DemoFormat& format);
+    ~DemoClip();
+
+    const DemoKind& Kind() const { return _kind; }
+    const DemoFormat& Format() const { return _format; }
+    /// Frame `time`, 0 up to frames - 1, as it should look.
+    PicturePointer Truth(int time);
+    /// The same frame with the kind's flicker and a little sensor noise.
+    PicturePointer Before(int time);
+
+  private:
+    struct Implementation;
+    const DemoKind& _kind;
+    DemoFormat _format;
+    std::unique_ptr<Implementation> _implementation;
+};
+
+/// The picture that sums a demonstration up: brightness over time before, after and in truth, and below it
+/// the row-by-time maps of both. 8-bit, 1280 x 880. `report` holds at least one frame.
+PicturePointer DrawReport(const DemoKind& kind, const FlickerReport& report);
+
+}  // namespace TQ::App
