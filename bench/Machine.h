@@ -1,0 +1,21 @@
+#pragma once
+
+namespace TQ::Bench {
+
+/// What this machine can do at most, measured in the same run as the results that stand beside it.
+struct MachineBounds {
+    int threads;
+    double readBytesPerSecond;  ///< all threads together, streaming over memory far larger than the caches
+    double copyBytesPerSecond;  ///< the same for a copy, bytes read plus bytes written
+    double
+        multiplyAddsFlops;  ///< single-precision operations per second, a fused multiply-add counting as two
+};
+
+/// Measures with `threads` threads at once; about a second. Later calls with the same count return the first
+/// answer.
+const MachineBounds& MeasureMachine(int threads);
+
+/// The least seconds that an operation can take which reads and writes these bytes and does these operations.
+double LeastSeconds(const MachineBounds& machine, double bytesMoved, double operations);
+
+}  // namespace TQ::Bench
