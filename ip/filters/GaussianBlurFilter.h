@@ -1,0 +1,68 @@
+#pragma once
+
+#include "ip/Filter.h"
+#include "ip/kernels/KernelParameters.h"
+
+namespace TQ::IP {
+
+/// Standard deviations in pixels along x and y; z is carried and compared, and not used.
+struct BlurSigma {
+    float x = 0;
+    float y = 0;
+    float z = 0;
+
+    bool operator==(const BlurSigma&) const = default;
+};
+
+/// Gaussian blur along rows, then along columns, at a cost that does not depend on sigma: each line is a box
+/// sum plus two cosine terms that slide along it (see GaussCoefficients.h and the kernels GaussRows,
+/// GaussColumns).
+///
+/// One input; all four channels are blurred alike, and the output has the input's format. Integer formats
+/// round between the passes and clamp to their range. Input is read ceil(3.5 sigma) pixels beyond the output,
+/// as far as its bounds go; beyond what is read, the last pixel repeats. Axes whose window has a radius of 1
+/// (sigma up to about 0.5) are left out, except that the column pass runs when neither axis has more.
+class GaussianBlurFilter : public FilterSeparable {
+  public:
+    /// Sigmas 0 to maximumSigma, derivative orders 0 to 2; TQ::Exception otherwise or without an input.
+    GaussianBlurFilter(std::shared_ptr<FilterBase> input, const BlurSigma& sigma, int orderX, int orderY);
+
+    static constexpr float maximumSigma = 100000.0F;
+
+    const BlurSigma& Sigma() const { return _sigma; }
+
+    const char* GetName() const override { return "gaussianBlur"; }
+    bool IsEqual(const FilterBase& other) const override;
+    /// 0 when both sigmas are at most 0.001 and nothing is subtracted or derived.
+    int IdentityInput() const override;
+    /// Absorbs another blur: the sigmas add up (linearly), and so do the orders.
+    MergeAnswer MergeInput(const std::shared_ptr<FilterBase>& input) override;
+    Bounds GetInputRegion(const Bounds& wanted, int input) const override;
+    /// Only when both passes run, since the picture between them then lies elsewhere.
+    bool CanRunInPlace() const override;
+    /// Throws TQ::Exception when the layers have no kernel or the input does not cover the output.
+    void RunHost(Host& host, Layer& output, const std::vector<Layer*>& inputLayers) override;
+
+  protected:
+    /// `highPass`: the output is the picture minus its blur.
+    GaussianBlurFilter(std::shared_ptr<FilterBase> input, const BlurSigma& sigma, int orderX, int orderY,
+                       bool highPass);
+    void RunHostRows(const Bounds& rows, int threadIndex) override;
+    void RunHostColumns(const Bounds& columns, int threadIndex) override;
+
+  private:
+    void CheckLayers(const Layer& target, const Layer& input, const Bounds& view) const;
+    void RunPasses(Host& runHost, Layer& target, Layer& source);
+    void RunColumns(Host& runHost, Layer& target, Layer& rowsDone, Layer& source);
+    void ConvertToSigned(Host& runHost, Layer& target, Layer& rowsDone);
+
+    BlurSigma _sigma;
+    int _orderX;
+    int _orderY;
+    bool _highPass;
+    // Set for the duration of one run.
+    GaussParameters _rowParameters{};
+    GaussParameters _columnParameters{};
+};
+
+}  // namespace TQ::IP
