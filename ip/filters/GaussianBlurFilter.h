@@ -1,18 +1,14 @@
 #pragma once
 
+#include <array>
+
 #include "ip/Filter.h"
 #include "ip/kernels/KernelParameters.h"
 
 namespace TQ::IP {
 
-/// Standard deviations in pixels along x and y; z is carried and compared, and not used.
-struct BlurSigma {
-    float x = 0;
-    float y = 0;
-    float z = 0;
-
-    bool operator==(const BlurSigma&) const = default;
-};
+/// Standard deviations in pixels along x and y; the third is carried and compared, and not used.
+using BlurSigma = std::array<float, 3>;
 
 /// Gaussian blur along rows, then along columns, at a cost that does not depend on sigma: each line is a box
 /// sum plus two cosine terms that slide along it (see GaussCoefficients.h and the kernels GaussRows,
