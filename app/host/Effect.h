@@ -20,9 +20,6 @@
 
 namespace TQ::App {
 
-class EffectDescriptor;
-class PluginModule;
-
 /// One parameter as the plug-in describes it. Lists of numbers have one element per dimension (1 for
 /// scalars), and are empty where the type has no such thing.
 struct ParameterDescription {
@@ -104,14 +101,11 @@ class EffectPlugin {
     /// context.
     const ContextDescription& Describe(std::string_view context);
 
-    /// For the library itself.
-    EffectDescriptor& Descriptor();
-    EffectDescriptor& ContextDescriptor(const std::string& fullContext);
-    PluginModule& Module();
-    const HostProfile& Profile() const;
+    /// What stands behind it; for the library itself.
+    struct State;
+    State& Internals() { return *_state; }
 
   private:
-    struct State;
     explicit EffectPlugin(std::unique_ptr<State> state);
     std::unique_ptr<State> _state;
 };
@@ -238,9 +232,8 @@ class EffectInstance {
     /// Images that renders fetched and never gave back, all renders together.
     int LeakedImages() const;
 
-    struct State;
-
   private:
+    struct State;
     std::unique_ptr<State> _state;
 };
 

@@ -12,6 +12,7 @@ struct HostProfile {
     struct Suite {
         std::string name;
         int version = 1;
+        bool operator==(const Suite&) const = default;
     };
 
     std::string name = "com.marrowgate.steadylux";
@@ -46,6 +47,8 @@ struct HostProfile {
     /// work).
     bool threadStandIn = false;
     std::vector<Suite> absentSuites;
+
+    bool operator==(const HostProfile&) const = default;
 };
 
 }  // namespace TQ::App

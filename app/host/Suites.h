@@ -1,0 +1,27 @@
+#pragma once
+
+#include "host/ofx/abi/OfxImageEffect.h"
+#include "host/ofx/abi/OfxMemory.h"
+#include "host/ofx/abi/OfxMessage.h"
+#include "host/ofx/abi/OfxMultiThread.h"
+#include "host/ofx/abi/OfxParam.h"
+#include "host/ofx/abi/OfxProgress.h"
+#include "host/ofx/abi/OfxProperty.h"
+#include "host/ofx/abi/OfxTimeLine.h"
+
+namespace TQ::App {
+
+/// The function tables that this host hands out, one file each.
+extern const OfxPropertySuiteV1 propertySuite;
+extern const OfxParameterSuiteV1 parameterSuite;
+extern const OfxImageEffectSuiteV1 imageEffectSuite;
+extern const OfxMemorySuiteV1 memorySuite;
+extern const OfxMultiThreadSuiteV1 multiThreadSuite;
+extern const OfxMultiThreadSuiteV1 multiThreadStandIn;
+extern const OfxMessageSuiteV1 messageSuite1;
+extern const OfxMessageSuiteV2 messageSuite2;
+extern const OfxProgressSuiteV1 progressSuite1;
+extern const OfxProgressSuiteV2 progressSuite2;
+extern const OfxTimeLineSuiteV1 timeLineSuite;
+
+}  // namespace TQ::App
