@@ -1,0 +1,23 @@
+# Holds what a host application relies on: the module exports its two functions and nothing else, and loads with no
+# library beyond libc and libm. Run with -DMODULE=<file> -DNM=<nm> -DREADELF=<readelf>.
+execute_process(COMMAND ${NM} -D --defined-only ${MODULE} OUTPUT_VARIABLE symbols RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+    message(FATAL_ERROR "nm cannot read ${MODULE}")
+endif()
+string(REGEX MATCHALL "[^ \n]+\n" names "${symbols}")
+list(TRANSFORM names STRIP)
+list(SORT names)
+if(NOT "${names}" STREQUAL "OfxGetNumberOfPlugins;OfxGetPlugin")
+    message(FATAL_ERROR "The module exports: ${names}")
+endif()
+
+execute_process(COMMAND ${READELF} -d ${MODULE} OUTPUT_VARIABLE dynamic RESULT_VARIABLE status)
+string(REGEX MATCHALL "Shared library: \\[[^]]+\\]" needed "${dynamic}")
+foreach(library ${needed})
+    if(NOT library MATCHES "\\[(libc\\.so\\.6|libm\\.so\\.6|ld-linux-x86-64\\.so\\.2)\\]")
+        message(FATAL_ERROR "The module needs at load time: ${library}")
+    endif()
+endforeach()
+if(NOT status EQUAL 0 OR NOT needed)
+    message(FATAL_ERROR "readelf cannot read ${MODULE}")
+endif()
