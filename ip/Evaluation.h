@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -7,18 +8,36 @@
 
 namespace TQ::IP {
 
-/// Every distinct filter reachable from `root` through inputs, `root` first; the last input of a filter is visited first.
+/// Every distinct filter reachable from `root` through inputs, `root` first; the last input of a filter is
+/// visited first.
 std::vector<FilterBase*> WalkInputs(FilterBase& root);
 
-/// Merges equal sources and common sub-expressions, removes identities and offers inputs for merging. `root` is a
-/// filter whose only input is the sink of the graph; the sink may change.
-void OptimizeGraph(FilterBase& root);
+/// The same, inputs before their consumers, `root` last.
+std::vector<FilterBase*> WalkPostOrder(FilterBase& root);
 
-/// Drops consumers that are not reachable from `root`.
+/// WalkInputs as handles, for walks that change the graph. `root` is held by a shared_ptr.
+std::vector<std::shared_ptr<FilterBase>> HoldGraph(FilterBase& root);
+
+/// Makes `consumers` of every filter reachable from `root` (itself excepted) hold exactly the edges of this
+/// graph: filters that outlived another graph are dropped, and edges that an evaluation of a part of the
+/// graph dropped come back.
 void RemoveStaleConsumers(FilterBase& root);
 
-/// Renders the graph over `sink` into `output`, whose pixels exist. Runs on the caller's thread; bands run through
-/// host.ParallelFor. Throws TQ::Interrupted when the host asks to stop, TQ::Exception for a broken graph.
+/// Merges equal sources and common sub-expressions, removes identities and offers inputs for merging. `root`
+/// is a filter, held by a shared_ptr, whose only input is the sink of the graph; the sink may change.
+void OptimizeGraph(FilterBase& root);
+
+/// The order in which to render the inputs of `filter` so that the least memory is held: the index of the
+/// input that needs the most beyond its own output first. `peakMemory` of the inputs is known.
+std::vector<std::size_t> InputOrder(const FilterBase& filter);
+
+/// Computes `peakMemory` of every filter reachable from `root`; regions and formats are known.
+void ComputePeakMemory(FilterBase& root);
+
+/// Renders the graph over `sink` into `output`, whose pixels exist. Pixels of `output` that lie outside the
+/// bounds of the graph are left as they are. The graph is rewritten on the way. Runs on the caller's thread;
+/// bands run through host.ParallelFor. Throws TQ::Interrupted when the host asks to stop, TQ::Exception for a
+/// broken graph.
 void RenderGraph(const std::shared_ptr<FilterBase>& sink, Host& host, const std::shared_ptr<Layer>& output);
 
 }  // namespace TQ::IP

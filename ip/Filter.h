@@ -25,7 +25,8 @@ enum class MergeAnswer {
 enum class PixelAccess { Raw = 0, Float = 1, Converted = 2 };
 
 /// The root of all filters: a node of a directed acyclic graph of image operations. Always held by
-/// std::shared_ptr (made with std::make_shared); a graph is kept alive by its sink. A graph belongs to one render.
+/// std::shared_ptr (made with std::make_shared); a graph is kept alive by its sink. A graph belongs to one
+/// render.
 class FilterBase : public std::enable_shared_from_this<FilterBase> {
   public:
     FilterBase();
@@ -33,7 +34,7 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     FilterBase(const FilterBase&) = delete;
     FilterBase& operator=(const FilterBase&) = delete;
 
-    // --- Connections -------------------------------------------------------------------------------------------
+    // Connections
     /// One entry per input edge that points here; not owned. Kept by the connection operations.
     std::vector<FilterBase*> consumers;
     std::vector<std::shared_ptr<FilterBase>> inputs;
@@ -48,7 +49,7 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     /// All consumers of this filter take `replacement` instead; this filter leaves the graph.
     void ReplaceBy(const std::shared_ptr<FilterBase>& replacement);
 
-    // --- State of one evaluation -------------------------------------------------------------------------------
+    // State of one evaluation
     Bounds region = unsetBounds;           ///< union of all regions asked of this filter
     Bounds savedRegion = unsetBounds;      ///< what `region` restarts from when the graph was rewritten
     Bounds requestedRegion = unsetBounds;  ///< copy of `region` after its last extension
@@ -59,7 +60,7 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     std::uint64_t consumed = 0;     ///< consumers served so far
     int forcedBackend = -1;         ///< -1 no decision, 0 must run on the processor, 1 or more on the device
 
-    // --- Identity and optimisation -----------------------------------------------------------------------------
+    // Identity and optimisation
     /// The type's name, compared as text.
     virtual const char* GetName() const = 0;
     bool IsSameType(const FilterBase& other) const;
@@ -72,7 +73,7 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     /// Called once per filter before evaluation; a filter may replace itself by a sub-graph (use ReplaceBy).
     virtual void ExpandGraph(Host& host, GPGPUContext* context, const PixelFormat& outputFormat);
 
-    // --- Regions and formats -----------------------------------------------------------------------------------
+    // Regions and formats
     /// What this filter can deliver: bounds of input 0, infinite without inputs.
     virtual Bounds GetBounds() const;
     /// The same rule as text: "infinite" | "boundsN" | "intersect(a,b)" | "extend(a,b)".
@@ -92,17 +93,19 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     virtual void SetRegion(const Bounds& wanted, const PixelFormat& wantedFormat);
     /// Called on every filter after the regions of the graph are known.
     virtual void AfterRegions();
-    /// Prepares the graph over this sink and asks it for `wanted`, without rendering: the leaves then hold the
-    /// regions that they would have to deliver.
+    /// Prepares the graph over this sink and asks it for `wanted`, without rendering: the leaves then hold
+    /// the regions that they would have to deliver.
     virtual void DryRun(Host& host, const Bounds& wanted, const PixelFormat& wantedFormat);
-    /// Throws TQ::Exception "Input region mismatch." unless `actual` contains `wanted` or `wanted` is infinite or unset.
+    /// Throws TQ::Exception "Input region mismatch." unless `actual` contains `wanted` or `wanted` is
+    /// infinite or unset.
     virtual void CheckInputRegion(const Bounds& wanted, const Bounds& actual) const;
-    /// One result with a layer per input, each covering its input's region; throws "Missing inputs.", "Missing input."
+    /// One result with a layer per input, each covering its input's region; throws "Missing inputs.",
+    /// "Missing input."
     virtual void CheckInputs(const std::vector<RenderResult>& results) const;
     /// 2 (converted) for every input; see the kernels' tables for those that differ.
     virtual PixelAccess InputAccess(int input) const;
 
-    // --- Memory ------------------------------------------------------------------------------------------------
+    // Memory
     /// Bytes of all inputs' regions, plus the own region, plus ExtraMemoryNeeded.
     virtual std::uint64_t MemoryNeeded(const GPGPUContext* context) const;
     virtual std::uint64_t ExtraMemoryNeeded(const GPGPUContext* context, const Bounds& outputRegion,
@@ -110,7 +113,7 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     /// Bytes of the own region in the own format.
     std::uint64_t OutputBytes() const;
 
-    // --- Evaluation --------------------------------------------------------------------------------------------
+    // Evaluation
     virtual int ProgressSteps() const;
     /// Sum over every distinct filter reachable from this one.
     int TotalProgressSteps();
@@ -136,9 +139,11 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
                               const Bounds& outputRegion);
     /// AllocateLike in the own format; writes GetBounds() to the layer's valid bounds.
     virtual void AllocateOutput(RenderResult& result, const Layer* reuse, const Bounds& outputRegion);
-    /// Renders this filter and what it needs into `result`, on the processor. On return `rendered` tells whether the
-    /// pixels are exclusively the caller's.
-    virtual void RenderHost(Host& host, RenderResult& result, bool& rendered, int depth);
+    /// Renders this filter and what it needs into `result`, on the processor. A filter without inputs that
+    /// needs pixels of its own allocates them like `exemplar` (the layer that the whole graph is rendered
+    /// into) where that fits. On return `rendered` tells whether the pixels are exclusively the caller's.
+    virtual void RenderHost(Host& host, const Layer* exemplar, RenderResult& result, bool& rendered,
+                            int depth);
     /// Computes the pixels of `output` from those of the inputs.
     virtual void RunHost(Host& host, Layer& output, const std::vector<Layer*>& inputLayers);
 };
@@ -152,10 +157,11 @@ class Filter : public FilterBase {
     /// Computes the rows of `rows` (x range: that of the output). Runs on worker threads.
     virtual void RunHostRows(const Bounds& rows, int threadIndex) = 0;
     /// Runs `kernel` over `band` in the format of `formatLayer`, from the output and inputs of this run.
+    /// Throws TQ::Exception when there is no kernel for that format.
     void RunBand(KernelId kernel, const Layer& formatLayer, const Bounds& band, const void* parameters,
                  int threadIndex);
 
-    // Set for the duration of one RunHost, so that bands need only their rows.
+    // Set by RunHost, so that bands need only their rows; valid while it runs.
     Host* host = nullptr;
     Layer* output = nullptr;
     std::vector<Layer*> inputLayers;
@@ -189,13 +195,16 @@ class FilterSeparable : public Filter {
 /// A leaf over a layer that somebody else owns.
 class FilterLayer : public FilterBase {
   public:
-    explicit FilterLayer(Layer* layer);           ///< looks at, does not own
+    explicit FilterLayer(Layer* layer);          ///< looks at, does not own
     explicit FilterLayer(const Bounds& bounds);  ///< no pixels: for dry runs
 
     const char* GetName() const override { return "layer"; }
+    /// Two leaves over one layer. Leaves without a layer stand for images that are not known yet: never
+    /// equal.
     bool IsEqual(const FilterBase& other) const override;
     Bounds GetBounds() const override;
     PixelFormat GetFormat() const override;
+    bool AcceptsFormat(const PixelFormat&) const override { return layer == nullptr; }
     Layer* GetLayer() override { return layer; }
     int ProgressSteps() const override { return 0; }
     std::uint64_t MemoryNeeded(const GPGPUContext* context) const override;
@@ -205,8 +214,8 @@ class FilterLayer : public FilterBase {
     Bounds fallbackBounds = unsetBounds;
 };
 
-/// A leaf over an already rendered result: lets a filter that runs several kernels by itself put one image into a
-/// graph of its own.
+/// A leaf over an already rendered result: lets a filter that runs several kernels by itself put one image
+/// into a graph of its own.
 class FilterCompLayer : public FilterBase {
   public:
     explicit FilterCompLayer(RenderResult source);
@@ -215,6 +224,7 @@ class FilterCompLayer : public FilterBase {
     bool IsEqual(const FilterBase& other) const override;
     Bounds GetBounds() const override;
     PixelFormat GetFormat() const override;
+    bool AcceptsFormat(const PixelFormat&) const override { return source.layer == nullptr; }
     Layer* GetLayer() override { return source.layer.get(); }
     int ProgressSteps() const override { return 0; }
     std::uint64_t MemoryNeeded(const GPGPUContext* context) const override;
@@ -224,7 +234,7 @@ class FilterCompLayer : public FilterBase {
     Bounds fallbackBounds = unsetBounds;
 };
 
-/// The KernelFormat of a layer; false when no kernel exists for it.
+/// The KernelFormat of a layer; false when no kernel exists for it (half floats, other than four channels).
 bool KernelFormatOf(const Layer& layer, KernelFormat& format);
 
 }  // namespace TQ::IP
