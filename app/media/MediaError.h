@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -31,5 +32,8 @@ class MediaError : public std::runtime_error {
     MediaFailure _failure;
     std::int64_t _frame;
 };
+
+/// The name in quotation marks, as messages have it.
+std::string Quoted(const std::filesystem::path& path);
 
 }  // namespace TQ::App

@@ -20,7 +20,8 @@ struct ColourTags {
     AVChromaLocation chromaLocation = AVCHROMA_LOC_UNSPECIFIED;
 };
 
-/// 3x3 matrix of FFmpeg's display side data: rows (a b u), (c d v), (x y w), 16.16 fixed point (u, v, w 2.30).
+/// 3x3 matrix of FFmpeg's display side data: rows (a b u), (c d v), (x y w), 16.16 fixed point (u, v,
+/// w 2.30).
 using DisplayMatrix = std::array<std::int32_t, 9>;
 
 /// A clip as its file describes it; also the wanted format of a new one.

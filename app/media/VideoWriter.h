@@ -13,10 +13,10 @@ namespace TQ::App {
 struct VideoOutput {
     /// A video file, one image, or an image sequence by its pattern; the extension chooses the file type.
     std::filesystem::path path;
-    /// Size, pixel format, colour, rates and rotation of the pictures that Write will get (unturned: what the file
-    /// type cannot say about rotation is done to the pixels). frameCount: how many frames come (it decides which
-    /// files of a sequence are looked for). For a clip of one's own making: width, height, pixelFormat, frameRate,
-    /// timeBase = 1 / frameRate and frameCount are enough.
+    /// Size, pixel format, colour, rates and rotation of the pictures that Write will get (unturned: what the
+    /// file type cannot say about rotation is done to the pixels). frameCount: how many frames come (it
+    /// decides which files of a sequence are looked for). For a clip of one's own making: width, height,
+    /// pixelFormat, frameRate, timeBase = 1 / frameRate and frameCount are enough.
     VideoInfo format;
     /// Name of an encoder; empty chooses by file type and pixel format, never one that loses depth.
     std::string codec;
@@ -24,8 +24,8 @@ struct VideoOutput {
     bool overwrite = false;
     /// A video file whose audio streams and metadata are copied; empty for none.
     std::filesystem::path companions;
-    /// Audio before `startTime` or from `endTime` on (in format.timeBase, on the companion's clock) is left out, and
-    /// startTime becomes the beginning of the output, when `trim` is set.
+    /// Audio before `startTime` or from `endTime` on (in format.timeBase, on the companion's clock) is left
+    /// out, and startTime becomes the beginning of the output, when `trim` is set.
     bool trim = false;
     std::int64_t startTime = 0;
     std::int64_t endTime = 0;
@@ -33,14 +33,15 @@ struct VideoOutput {
     std::int64_t firstFrame = 0;
 };
 
-/// Encodes a clip. Everything goes to temporary files beside the output, which Finish() gives their final names; a
-/// writer destroyed before that removes them. One thread at a time. All throw MediaError: DiskFull, OutputUnwritable,
-/// Codec.
+/// Encodes a clip. Everything goes to temporary files beside the output, which Finish() gives their final
+/// names; a writer destroyed before that removes them. One thread at a time. All throw MediaError: DiskFull,
+/// OutputUnwritable, Codec.
 class VideoWriter {
   public:
     virtual ~VideoWriter() = default;
 
-    /// A picture of the format's size, any depth. Frames come in the order of their stamps.
+    /// A picture of any depth, of the format's size (what is beyond it at the right and the bottom is cut
+    /// off). Frames come in the order of their stamps.
     virtual void Write(const Picture& picture, const FrameStamp& stamp) = 0;
     /// True when samples of this layout can be encoded as they are.
     virtual bool Accepts(const AVFrame& samples) const = 0;
@@ -62,8 +63,8 @@ class VideoWriter {
 
 /// Checks the output (folder, existing files, file type, codec) and begins it.
 std::unique_ptr<VideoWriter> CreateVideo(const VideoOutput& output);
-/// The size that pictures scaled by `scale` (0 to 1) get: width and height times scale, rounded, at least 1; rounded
-/// to even numbers where the output's encoder would otherwise have to give up the source's chroma subsampling.
-void ScaledSize(const VideoOutput& output, double scale, int& width, int& height);
+/// Takes the last column or row off the format's size where the encoder could not otherwise keep the source's
+/// chroma subsampling.
+void CropForChroma(VideoOutput& output);
 
 }  // namespace TQ::App
