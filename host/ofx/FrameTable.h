@@ -11,6 +11,8 @@
 
 namespace TQ::Host::OFX {
 
+struct Clip;
+
 /// One further image that a frame needs, beside the source at the frame's own time.
 struct ExtraFrame {
     std::string clip;                     ///< name of the clip; empty: the source clip
@@ -24,7 +26,7 @@ class FrameTable {
   public:
     /// `effect` and `source` are looked at and outlive the table; `source` is the current frame, in memory:
     /// every other frame must have its format, and those of its clip are expected within its bounds.
-    FrameTable(Host& effect, const Layer& source, std::vector<ExtraFrame> slots, double time);
+    FrameTable(Host& effect, Layer& source, std::vector<ExtraFrame> slots, double time);
 
     std::size_t Size() const { return _entries.size(); }
     const ExtraFrame& Slot(std::size_t index) const { return _entries.at(index).slot; }
@@ -38,7 +40,7 @@ class FrameTable {
     void ReleaseSlot(std::size_t index) { _entries.at(index).layer.reset(); }
     /// The rectangle that the frame will cover at least: its slot's region within the clip.
     const IP::Bounds& ExpectedBounds(std::size_t index) const { return _entries.at(index).expected; }
-    const Layer& Source() const { return *_source; }
+    Layer& Source() const { return *_source; }
     double Time() const { return _time; }
 
   private:
@@ -48,10 +50,11 @@ class FrameTable {
         OfxRectD canonical{0, 0, 0, 0};  ///< `expected` as the host is asked for it
         std::unique_ptr<Layer> layer;
     };
+    IP::Bounds RegionOf(const Clip& clip, double time) const;
     void CheckFits(const Entry& entry) const;
 
     Host* _effect;
-    const Layer* _source;
+    Layer* _source;
     double _time;
     std::vector<Entry> _entries;
 };

@@ -70,15 +70,14 @@ class Host {
     /// when a required one is missing.
     void init(OfxHost* host, const void* handle, OfxPropertySetHandle inArgs, OfxPropertySetHandle outArgs);
 
-    // --- The call: set by init
-    // -----------------------------------------------------------------------------------
+    // The call: set by init
     OfxHost* host = nullptr;
     const OfxImageEffectSuiteV1* effectSuite = nullptr;
     const OfxPropertySuiteV1* propertySuite = nullptr;
     const OfxParameterSuiteV1* parameterSuite = nullptr;
     const OfxMemorySuiteV1* memorySuite = nullptr;
     const OfxMultiThreadSuiteV1* multiThreadSuite = nullptr;
-    /// Whatever version there is: the first slot of both is the same. Null when the host has none.
+    /// Version 1; looked for only when the host has no version 2.
     const OfxMessageSuiteV1* messageSuite = nullptr;
     const OfxMessageSuiteV2* messageSuiteV2 = nullptr;
     const OfxInteractSuiteV1* interactSuite = nullptr;
@@ -91,8 +90,7 @@ class Host {
     HostId hostId = HostId::Other;
     const HostQuirks& quirks() const { return QuirksOf(hostId); }
 
-    // --- The render: set by readRenderDeviceProps and render
-    // -----------------------------------------------------
+    // The render: set by readRenderDeviceProps and render
     void* gpuCommandQueue = nullptr;  ///< CUDA stream, OpenCL or Metal command queue of the host
     bool cudaEnabled = false;
     bool openCLEnabled = false;
@@ -103,8 +101,7 @@ class Host {
     float pixelAspect = 1.0F;
     const char* progressLabel = nullptr;  ///< null: "Rendering..."
 
-    // --- Services for the effect
-    // ---------------------------------------------------------------------------------
+    // Services for the effect
     /// Properties of the effect or instance of this call.
     PropertySet effectProperties() const;
     double time() const { return inArgs.Double(kOfxPropTime, 0.0); }
@@ -135,8 +132,7 @@ class Host {
     /// the host has asked to stop, also by its answer to this.
     void progress(int level, std::uint64_t done, std::uint64_t total);
 
-    // --- Actions, in the order of the table. Each answers a status
-    // -----------------------------------------------
+    // Actions, in the order of the table. Each answers a status
     virtual const char* contextName() const;
     virtual void invokeAbout() {}
     /// Opens the help page in the user's browser; nothing when the build names no page.
@@ -172,8 +168,7 @@ class Host {
     /// at.
     virtual void readRenderDeviceProps();
 
-    // --- What an effect defines
-    // ----------------------------------------------------------------------------------
+    // What an effect defines
     virtual std::unique_ptr<Parameters> cloneParameters(const Parameters& parameters);
     virtual std::unique_ptr<Parameters> createParameters();
     /// Appends the effect's parameters to the empty list.
@@ -223,8 +218,7 @@ class Host {
     virtual const char* shortName() const { return nullptr; }
     virtual const char* platformSuffix() const { return "_OFX"; }
 
-    // --- What an effect can do
-    // -----------------------------------------------------------------------------------
+    // What an effect can do
     virtual bool isGenerator() const { return false; }
     virtual bool wantsOpenGLSuite() const { return false; }
     virtual bool supportsOpenGL() { return false; }
@@ -240,6 +234,7 @@ class Host {
     virtual bool frameVarying() const { return false; }
 
   private:
+    void fetchSuites();
     // describe
     bool declareOpenGL(const PropertySet& effect);
     void declareDepths(const PropertySet& effect, bool openGL);
@@ -249,15 +244,20 @@ class Host {
     // instances
     InstanceRecord* instanceRecord() const;
     OfxStatus applyPendingParameter();
+    std::unique_ptr<Parameters> definedParameters();
     // regions
     bool isGeneratorCall(const std::string& contextText) const;
     bool lacksSource(const std::string& contextText, const Clip& source) const;
-    // render
-    std::unique_ptr<Parameters> definedParameters();
-    IP::Bounds sourceRegion(Parameters& parameters, const Clip& source, const IP::Bounds& window,
+    bool takesDepth(const std::string& depth) const;
+    std::vector<Clip> furtherClips(Parameters& parameters) const;
+    IP::Bounds renderWindowArgument() const;
+    /// The union of all rectangles wanted of the source for `window`, within its `region`; fills `slots`.
+    IP::Bounds sourceRegion(Parameters& parameters, const IP::Bounds& window, const IP::Bounds& region,
                             std::vector<ExtraFrame>& slots);
+    // render
     OfxStatus renderWindow(Parameters& parameters);
-    OfxStatus postTo(const char* kind, const std::string& text);
+    OfxStatus fetchSource(Parameters& parameters, Layer& source, double now, const IP::Bounds& window,
+                          std::vector<ExtraFrame>& slots);
     void endProgress() noexcept;
 
     bool _progressStarted = false;

@@ -52,7 +52,7 @@ class LayerWrapper : public IP::LayerImplement {
 /// The framework's scratch memory over the host's.
 class MemoryWrapper : public IP::MemoryImplement {
   public:
-    explicit MemoryWrapper(Host& host) : _memory(host) {}
+    explicit MemoryWrapper(OFX::Host& host) : _memory(host) {}
     void* Data() const override { return _memory.Data(); }
     std::size_t Size() const override { return _memory.Size(); }
     void Free() override { _memory.Free(); }
@@ -66,7 +66,7 @@ class MemoryWrapper : public IP::MemoryImplement {
 class ConstHostWrapper : public IP::Host {
   public:
     /// `effect` is looked at and outlives this.
-    explicit ConstHostWrapper(Host& effect) : _effect(&effect) {}
+    explicit ConstHostWrapper(OFX::Host& effect) : _effect(&effect) {}
 
     std::unique_ptr<IP::LayerImplement> NewEmptyLayer() override;
     std::unique_ptr<IP::MemoryImplement> NewMemory() override;
@@ -80,13 +80,13 @@ class ConstHostWrapper : public IP::Host {
     void UpdateProgress(int, std::uint64_t, std::uint64_t) override {}
 
   protected:
-    Host* _effect;
+    OFX::Host* _effect;
 };
 
 /// The services of the host for one render. Made on the render's thread, where alone the host is called.
 class HostWrapper : public ConstHostWrapper {
   public:
-    explicit HostWrapper(Host& effect);
+    explicit HostWrapper(OFX::Host& effect);
 
     IP::ProgressState& GetProgressState() override { return _progressState; }
     void ParallelFor(IP::BandFunction function, void* argument, int threadCount) override;
