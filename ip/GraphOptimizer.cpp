@@ -55,10 +55,10 @@ void MergeCommonSubexpressions(const std::vector<Handle>& sources) {
         const Handle filter = queue.front();
         queue.pop_front();
         while (const Handle survivor = MergeOnePair(*filter)) {
-            // It has new consumers, which may equal those that it had when it was last looked at.
-            if (!seen.insert(survivor).second) {
-                queue.push_back(survivor);
-            }
+            // Queued even if it was looked at before: it has new consumers, which may equal those that it
+            // had.
+            seen.insert(survivor);
+            queue.push_back(survivor);
         }
         for (FilterBase* consumer : filter->consumers) {
             Handle handle = consumer->shared_from_this();

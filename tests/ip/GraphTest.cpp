@@ -183,7 +183,7 @@ TEST(Optimizer, AbsorbsAWholeChainButNoSharedInput) {
 /// Answers once, with a rewiring of its own.
 class Rewiring : public Sum {
   public:
-    Rewiring(const Handle& a, const Handle& b, MergeAnswer answer) : Sum(a, b), answer(answer) {}
+    Rewiring(const Handle& a, const Handle& b, MergeAnswer once) : Sum(a, b), answer(once) {}
     const char* GetName() const override { return "rewiring"; }
     MergeAnswer MergeInput(const Handle& input) override {
         if (answer == MergeAnswer::Again && input == inputs[0] && !input->inputs.empty()) {

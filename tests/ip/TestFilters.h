@@ -20,7 +20,7 @@ using Handle = std::shared_ptr<IP::FilterBase>;
 /// an identity.
 class AddConstant : public IP::Filter {
   public:
-    AddConstant(const Handle& input, double value, int margin = 0) : value(value), margin(margin) {
+    AddConstant(const Handle& input, double constant, int reach = 0) : value(constant), margin(reach) {
         AddInput(input);
     }
 

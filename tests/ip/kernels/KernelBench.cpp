@@ -1,0 +1,180 @@
+#include "ip/kernels/KernelBench.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace TQ::IP::Test {
+namespace {
+
+constexpr int guardBytes = 24;
+
+}  // namespace
+
+Storage StorageOf(KernelFormat format) {
+    constexpr Storage table[kernelFormatCount] = {
+        {8, 255, 3, false},    {8, 255, 0, false},    {8, 255, 3, true},    {8, 255, 0, true},
+        {16, 32768, 0, false}, {16, 32768, 3, true},  {16, 16384, 3, false}, {16, 16384, 0, false},
+        {16, 16384, 3, true},  {16, 16384, 0, true},  {16, 65535, 3, false}, {32, 1, 3, false},
+        {32, 1, 0, false},     {32, 1, 3, true},      {32, 1, 0, true},
+    };
+    return table[static_cast<int>(format)];
+}
+
+Storage AsFloat(Storage storage) {
+    return {32, 1, storage.alpha, storage.blueFirst};
+}
+
+std::string FormatName(KernelFormat format) {
+    const Storage s = StorageOf(format);
+    return std::to_string(s.bits) + "bit" + std::to_string(s.white) + (s.alpha == 0 ? "_A" : "_") +
+           (s.blueFirst ? "BGR" : "RGB") + (s.alpha == 3 ? "A" : "");
+}
+
+TestImage::TestImage(const Storage& storage, const Bounds& bounds, bool bottomUp, unsigned char guard)
+    : _storage(storage) {
+    const int width = bounds.x2 - bounds.x1;
+    const int height = bounds.y2 - bounds.y1;
+    const std::int64_t rowBytes = static_cast<std::int64_t>(width) * storage.PixelBytes() + guardBytes;
+    _bytes.assign(static_cast<std::size_t>(rowBytes * height - guardBytes), guard);
+    _view = {bounds, _bytes.data() + (bottomUp ? rowBytes * (height - 1) : 0), bottomUp ? -rowBytes : rowBytes};
+}
+
+TestImage::TestImage(const TestImage& other) : _storage(other._storage), _bytes(other._bytes), _view(other._view) {
+    _view.data = _bytes.data() + (other._view.data - other._bytes.data());
+}
+
+void TestImage::Cover(const Bounds& band, unsigned char value) {
+    for (int y = band.y1; y < band.y2; ++y) {
+        std::memset(At(band.x1, y, 0), value, static_cast<std::size_t>((band.x2 - band.x1) * _storage.PixelBytes()));
+    }
+}
+
+void TestImage::Fill(Content content, std::mt19937& random) {
+    std::uniform_real_distribution<double> unit(0, 1);
+    for (int y = _view.bounds.y1; y < _view.bounds.y2; ++y) {
+        for (int x = _view.bounds.x1; x < _view.bounds.x2; ++x) {
+            // Weights of accumulators: none, next to none, and sums of a few frames.
+            const double kind = unit(random);
+            const double weight = kind < 0.1 ? 0 : (kind < 0.2 ? 5e-5 : 4 * unit(random));
+            for (int c = 0; c < 4; ++c) {
+                double value = unit(random);
+                if (content == Content::Accumulator) {
+                    value = c == _storage.alpha ? weight : weight * value;
+                } else if (_storage.bits == 32 && c != _storage.alpha) {
+                    value = 1.4 * value - 0.2;
+                }
+                Set(x, y, c, content == Content::Zero ? 0 : value * _storage.white);
+            }
+        }
+    }
+}
+
+unsigned char* TestImage::At(int x, int y, int channel) const {
+    return _view.data + (y - _view.bounds.y1) * _view.rowBytes + (x - _view.bounds.x1) * _storage.PixelBytes() +
+           channel * _storage.bits / 8;
+}
+
+double TestImage::Code(int x, int y, int channel) const {
+    const unsigned char* at = At(x, y, channel);
+    if (_storage.bits == 8) {
+        return *at;
+    }
+    std::uint16_t code = 0;
+    float value = 0;
+    std::memcpy(&code, at, sizeof(code));
+    if (_storage.bits == 16) {
+        return code;
+    }
+    std::memcpy(&value, at, sizeof(value));
+    return value;
+}
+
+double TestImage::Get(int x, int y, int channel) const {
+    return Code(x, y, channel) / _storage.white;
+}
+
+double TestImage::Clamped(int x, int y, int channel) const {
+    const Bounds& b = _view.bounds;
+    return Get(std::clamp(x, b.x1, b.x2 - 1), std::clamp(y, b.y1, b.y2 - 1), channel);
+}
+
+void TestImage::Set(int x, int y, int channel, double code) {
+    unsigned char* at = At(x, y, channel);
+    if (_storage.bits == 8) {
+        *at = static_cast<unsigned char>(std::lround(code));
+    } else if (_storage.bits == 16) {
+        const auto rounded = static_cast<std::uint16_t>(std::lround(code));
+        std::memcpy(at, &rounded, sizeof(rounded));
+    } else {
+        const auto value = static_cast<float>(code);
+        std::memcpy(at, &value, sizeof(value));
+    }
+}
+
+Blur::Blur(double sigma, int radius, bool subtract, float storeMaximum) {
+    const double w = static_cast<float>(2 * M_PI / (2 * radius + 1));
+    parameters.radius = radius;
+    parameters.storeMaximum = storeMaximum;
+    parameters.subtractFromSource = subtract;
+    table.resize(2 * static_cast<std::size_t>(radius) + 2);
+    for (int k = 1; k <= 2; ++k) {
+        const double c = 2 * std::exp(-0.5 * std::pow(k * w * sigma, 2));
+        for (int j = 0; j <= radius; ++j) {
+            table[static_cast<std::size_t>(2 * j + k - 1)] = static_cast<float>(c * std::cos(j * k * w));
+        }
+        parameters.cfA[k - 1] = static_cast<float>(2 * std::cos(k * w));
+        parameters.cfB[k - 1] = table[static_cast<std::size_t>(2 * radius + k - 1)];
+    }
+    parameters.table = table.data();
+}
+
+const std::vector<KernelRow> kernelRows = {
+    {KernelId::TemporalAdd1, "TemporalAdd1", Pixels::Float, {Pixels::Frame}, 1e-6},
+    {KernelId::TemporalAdd2, "TemporalAdd2", Pixels::Float, {Pixels::Frame, Pixels::Float}, 1e-6},
+    {KernelId::TemporalMultAddMask, "TemporalMultAddMask", Pixels::Float,
+     {Pixels::Frame, Pixels::Float, Pixels::Frame}, 1e-6},
+    {KernelId::TemporalAddMask, "TemporalAddMask", Pixels::Float,
+     {Pixels::Float, Pixels::Float, Pixels::Frame}, 1e-6},
+    {KernelId::TemporalBlend, "TemporalBlend", Pixels::Float,
+     {Pixels::Frame, Pixels::Float, Pixels::Frame}, 1e-6},
+    {KernelId::TemporalUnmult, "TemporalUnmult", Pixels::Frame, {Pixels::Frame, Pixels::Float}, 1e-6},
+    {KernelId::AddHighPass, "AddHighPass", Pixels::Frame, {Pixels::Frame, Pixels::Frame, Pixels::Float}, 1e-6},
+    {KernelId::AddHighPassN, "AddHighPassN", Pixels::Frame, {Pixels::Frame, Pixels::Frame, Pixels::Float}, 1e-6},
+    {KernelId::AddHighPassThreshold, "AddHighPassThreshold", Pixels::Frame,
+     {Pixels::Frame, Pixels::Frame, Pixels::Float}, 2e-6},
+    {KernelId::AddHighPassThresholdN, "AddHighPassThresholdN", Pixels::Frame,
+     {Pixels::Frame, Pixels::Frame, Pixels::Float}, 2e-6},
+    {KernelId::DetectMotion, "DetectMotion", Pixels::Frame, {Pixels::Frame, Pixels::Frame}, 2e-6},
+    {KernelId::TemporalMultAddDetectMotion, "TemporalMultAddDetectMotion", Pixels::Float,
+     {Pixels::Frame, Pixels::Float}, 1e-5},
+    {KernelId::GaussRows, "GaussRows", Pixels::Frame, {Pixels::Frame}, 1e-5},
+    {KernelId::GaussColumns, "GaussColumns", Pixels::Frame, {Pixels::Frame}, 1e-5},
+    {KernelId::GaussColumns, "GaussColumnsSubtract", Pixels::Float, {Pixels::Frame, Pixels::Frame}, 1e-5, true},
+    {KernelId::Solid, "Solid", Pixels::Frame, {}, 0},
+    {KernelId::Ramp, "Ramp", Pixels::Frame, {}, 1e-6},
+    {KernelId::CopyAlpha, "CopyAlpha", Pixels::Frame, {Pixels::Frame, Pixels::Frame}, 0},
+};
+
+Parameters::Parameters(const KernelRow& row, const Storage& storage, int radius)
+    : _ramp{0.3F, 0.6F, {2, 1}, {0.02F, 0.01F}, {{0, 0.1F, 0.2F}, {1, 0.9F, 0}, {0.2F, 0.3F, 1}, {1, 0.5F, 0}}},
+      _blur(radius / 3.5, radius, row.subtract, static_cast<float>(storage.white)) {
+    switch (row.id) {
+        case KernelId::AddHighPassThreshold:
+        case KernelId::AddHighPassThresholdN: _record = &_highPass; break;
+        case KernelId::DetectMotion:
+        case KernelId::TemporalMultAddDetectMotion: _record = &_motion; break;
+        case KernelId::GaussRows:
+        case KernelId::GaussColumns: _record = &_blur.parameters; break;
+        case KernelId::Solid: _record = &_solid; break;
+        case KernelId::Ramp: _record = &_ramp; break;
+        case KernelId::TemporalAdd1:
+        case KernelId::TemporalAdd2:
+        case KernelId::TemporalMultAddMask:
+        case KernelId::TemporalAddMask:
+        case KernelId::TemporalBlend: _record = &_weight; break;
+        default: _record = nullptr;
+    }
+}
+
+}  // namespace TQ::IP::Test
