@@ -20,15 +20,17 @@ struct DetectMotionParameters {
     float weight;        ///< weight of the frame; read by TemporalMultAddDetectMotion only
 };
 
-/// GaussRows and GaussColumns: one axis of the blur. Lines run over the bounds of input 0, from its first sample to its
-/// last; indices beyond them repeat the end sample. The output may cover less; samples before it are skipped.
+/// GaussRows and GaussColumns: one axis of the blur. Lines run over the bounds of input 0, from its first
+/// sample to its last; indices beyond them repeat the end sample. The output may cover less; samples before
+/// it are skipped.
 struct GaussParameters {
-    std::int32_t radius;  ///< N: the window has 2N + 1 samples
-    const float* table;   ///< 2N + 2 floats, entry [j][k - 1] at 2 * j + k - 1 for j = 0..N, k = 1, 2
-    float cfA[2];         ///< 2 cos(k w)
-    float cfB[2];         ///< table[N][k - 1]
-    float storeMaximum;   ///< integer stores clamp to 0..storeMaximum, in code values
-    bool subtractFromSource;  ///< GaussColumns only: store input 1 minus the blur, as float, normalised to white 1
+    std::int32_t radius;      ///< N: the window has 2N + 1 samples
+    const float* table;       ///< 2N + 2 floats, entry [j][k - 1] at 2 * j + k - 1 for j = 0..N, k = 1, 2
+    float cfA[2];             ///< 2 cos(k w)
+    float cfB[2];             ///< table[N][k - 1]
+    float storeMaximum;       ///< integer stores clamp to 0..storeMaximum, in code values
+    bool subtractFromSource;  ///< GaussColumns only: store input 1 minus the blur, as float, normalised to
+                              ///< white 1
 };
 
 /// Solid: one RGB colour, white is 1; alpha is stored as white.
@@ -36,8 +38,8 @@ struct SolidParameters {
     float color[3];
 };
 
-/// Ramp: position t = (x - point.x) * direction.x + (y - point.y) * direction.y, four colours at 0, amount1, amount2
-/// and 1.
+/// Ramp: position t = (x - point.x) * direction.x + (y - point.y) * direction.y, four colours at 0, amount1,
+/// amount2 and 1.
 struct RampParameters {
     float amount1, amount2;
     float point[2];

@@ -9,8 +9,9 @@ class Progress;
 
 namespace TQ::IP {
 
-/// The pixel formats that every kernel is built for. The name gives the bits (or the white level) and the order of
-/// the channels in memory. ShortOther is 16 bits with any other white level, which takes 65535 as white.
+/// The pixel formats that every kernel is built for. The name gives the bits (or the white level) and the
+/// order of the channels in memory. ShortOther is 16 bits with any other white level, which takes 65535 as
+/// white.
 enum class KernelFormat : int {
     Byte_RGBA,
     Byte_ARGB,
@@ -30,8 +31,9 @@ enum class KernelFormat : int {
 };
 constexpr int kernelFormatCount = 15;
 
-/// One entry per kernel. "F" in the remarks is the kernel's pixel format, "float" four 32-bit float channels in the
-/// same channel order; output first. Formulas stand with the kernels and with the filters that run them.
+/// One entry per kernel. "F" in the remarks is the kernel's pixel format, "float" four 32-bit float channels
+/// in the same channel order; output first. Formulas stand with the kernels and with the filters that run
+/// them.
 enum class KernelId : int {
     TemporalAdd1,                 ///< float <- F
     TemporalAdd2,                 ///< float <- F, float
@@ -46,17 +48,17 @@ enum class KernelId : int {
     DetectMotion,                 ///< F <- F, F
     TemporalMultAddDetectMotion,  ///< float <- F, float
     GaussRows,                    ///< F <- F (band of rows)
-    GaussColumns,                 ///< F <- F, or float <- F, F with the high-pass subtraction (band of columns)
-    Solid,                        ///< F <-
-    Ramp,                         ///< F <-
-    CopyAlpha,                    ///< F <- F, F
+    GaussColumns,  ///< F <- F, or float <- F, F with the high-pass subtraction (band of columns)
+    Solid,         ///< F <-
+    Ramp,          ///< F <-
+    CopyAlpha,     ///< F <- F, F
 };
 constexpr int kernelCount = 17;
 
-/// One kernel for one pixel format and instruction-set level. Writes the pixels of `band` (a part of the output's
-/// bounds); every input has bounds of its own, so a kernel can read outside the band. `parameters` is the kernel's
-/// record of KernelParameters.h, or null. Calls `progress` every 32 rows of the band, the first row included.
-/// Returns false when this level declines, so that the next lower one is tried.
+/// One kernel for one pixel format and instruction-set level. Writes the pixels of `band` (a part of the
+/// output's bounds); every input has bounds of its own, so a kernel can read outside the band. `parameters`
+/// is the kernel's record of KernelParameters.h, or null. Calls `progress` every 32 rows of the band, the
+/// first row included. Returns false when this level declines, so that the next lower one is tried.
 using Kernel = bool (*)(const ImageView& output, const ImageView* inputs, const Bounds& band,
                         const void* parameters, Image::Progress& progress);
 
@@ -65,7 +67,8 @@ struct LevelKernels {
     Kernel entries[kernelCount][kernelFormatCount];
 };
 
-/// The instruction-set levels, lowest first. Baseline is the plain scalar form that all others are compared with.
+/// The instruction-set levels, lowest first. Baseline is the plain scalar form that all others are compared
+/// with.
 enum class IsaLevel : int { Baseline, SSE2, SSE41, AVX2, AVX512 };
 constexpr int isaLevelCount = 5;
 
@@ -82,8 +85,8 @@ void RunKernel(KernelId kernel, KernelFormat format, const ImageView& output, co
                const Bounds& band, const void* parameters, Image::Progress& progress);
 
 /// Chooses the instance for a layer. `channelBits` 8, 16 or 32; `redPosition` 0 RGBA, 1 ARGB, 2 BGRA, 3 ABGR.
-/// 16-bit white 32768 knows ARGB and BGRA only (all others fall to ARGB), any 16-bit white but 32768 and 16384 knows
-/// RGBA only. Returns false for other bit counts, where nothing is to run.
+/// 16-bit white 32768 knows ARGB and BGRA only (all others fall to ARGB), any 16-bit white but 32768 and
+/// 16384 knows RGBA only. Returns false for other bit counts, where nothing is to run.
 bool ChooseKernelFormat(int channelBits, int whiteLevel, int redPosition, KernelFormat& format);
 
 }  // namespace TQ::IP

@@ -13,10 +13,10 @@ constexpr int guardBytes = 24;
 
 Storage StorageOf(KernelFormat format) {
     constexpr Storage table[kernelFormatCount] = {
-        {8, 255, 3, false},    {8, 255, 0, false},    {8, 255, 3, true},    {8, 255, 0, true},
-        {16, 32768, 0, false}, {16, 32768, 3, true},  {16, 16384, 3, false}, {16, 16384, 0, false},
-        {16, 16384, 3, true},  {16, 16384, 0, true},  {16, 65535, 3, false}, {32, 1, 3, false},
-        {32, 1, 0, false},     {32, 1, 3, true},      {32, 1, 0, true},
+        {8, 255, 3, false},    {8, 255, 0, false},   {8, 255, 3, true},     {8, 255, 0, true},
+        {16, 32768, 0, false}, {16, 32768, 3, true}, {16, 16384, 3, false}, {16, 16384, 0, false},
+        {16, 16384, 3, true},  {16, 16384, 0, true}, {16, 65535, 3, false}, {32, 1, 3, false},
+        {32, 1, 0, false},     {32, 1, 3, true},     {32, 1, 0, true},
     };
     return table[static_cast<int>(format)];
 }
@@ -37,16 +37,19 @@ TestImage::TestImage(const Storage& storage, const Bounds& bounds, bool bottomUp
     const int height = bounds.y2 - bounds.y1;
     const std::int64_t rowBytes = static_cast<std::int64_t>(width) * storage.PixelBytes() + guardBytes;
     _bytes.assign(static_cast<std::size_t>(rowBytes * height - guardBytes), guard);
-    _view = {bounds, _bytes.data() + (bottomUp ? rowBytes * (height - 1) : 0), bottomUp ? -rowBytes : rowBytes};
+    _view = {bounds, _bytes.data() + (bottomUp ? rowBytes * (height - 1) : 0),
+             bottomUp ? -rowBytes : rowBytes};
 }
 
-TestImage::TestImage(const TestImage& other) : _storage(other._storage), _bytes(other._bytes), _view(other._view) {
+TestImage::TestImage(const TestImage& other)
+    : _storage(other._storage), _bytes(other._bytes), _view(other._view) {
     _view.data = _bytes.data() + (other._view.data - other._bytes.data());
 }
 
 void TestImage::Cover(const Bounds& band, unsigned char value) {
     for (int y = band.y1; y < band.y2; ++y) {
-        std::memset(At(band.x1, y, 0), value, static_cast<std::size_t>((band.x2 - band.x1) * _storage.PixelBytes()));
+        std::memset(At(band.x1, y, 0), value,
+                    static_cast<std::size_t>((band.x2 - band.x1) * _storage.PixelBytes()));
     }
 }
 
@@ -71,8 +74,8 @@ void TestImage::Fill(Content content, std::mt19937& random) {
 }
 
 unsigned char* TestImage::At(int x, int y, int channel) const {
-    return _view.data + (y - _view.bounds.y1) * _view.rowBytes + (x - _view.bounds.x1) * _storage.PixelBytes() +
-           channel * _storage.bits / 8;
+    return _view.data + (y - _view.bounds.y1) * _view.rowBytes +
+           (x - _view.bounds.x1) * _storage.PixelBytes() + channel * _storage.bits / 8;
 }
 
 double TestImage::Code(int x, int y, int channel) const {
@@ -132,48 +135,96 @@ Blur::Blur(double sigma, int radius, bool subtract, float storeMaximum) {
 const std::vector<KernelRow> kernelRows = {
     {KernelId::TemporalAdd1, "TemporalAdd1", Pixels::Float, {Pixels::Frame}, 1e-6},
     {KernelId::TemporalAdd2, "TemporalAdd2", Pixels::Float, {Pixels::Frame, Pixels::Float}, 1e-6},
-    {KernelId::TemporalMultAddMask, "TemporalMultAddMask", Pixels::Float,
-     {Pixels::Frame, Pixels::Float, Pixels::Frame}, 1e-6},
-    {KernelId::TemporalAddMask, "TemporalAddMask", Pixels::Float,
-     {Pixels::Float, Pixels::Float, Pixels::Frame}, 1e-6},
-    {KernelId::TemporalBlend, "TemporalBlend", Pixels::Float,
-     {Pixels::Frame, Pixels::Float, Pixels::Frame}, 1e-6},
+    {KernelId::TemporalMultAddMask,
+     "TemporalMultAddMask",
+     Pixels::Float,
+     {Pixels::Frame, Pixels::Float, Pixels::Frame},
+     1e-6},
+    {KernelId::TemporalAddMask,
+     "TemporalAddMask",
+     Pixels::Float,
+     {Pixels::Float, Pixels::Float, Pixels::Frame},
+     1e-6},
+    {KernelId::TemporalBlend,
+     "TemporalBlend",
+     Pixels::Float,
+     {Pixels::Frame, Pixels::Float, Pixels::Frame},
+     1e-6},
     {KernelId::TemporalUnmult, "TemporalUnmult", Pixels::Frame, {Pixels::Frame, Pixels::Float}, 1e-6},
-    {KernelId::AddHighPass, "AddHighPass", Pixels::Frame, {Pixels::Frame, Pixels::Frame, Pixels::Float}, 1e-6},
-    {KernelId::AddHighPassN, "AddHighPassN", Pixels::Frame, {Pixels::Frame, Pixels::Frame, Pixels::Float}, 1e-6},
-    {KernelId::AddHighPassThreshold, "AddHighPassThreshold", Pixels::Frame,
-     {Pixels::Frame, Pixels::Frame, Pixels::Float}, 2e-6},
-    {KernelId::AddHighPassThresholdN, "AddHighPassThresholdN", Pixels::Frame,
-     {Pixels::Frame, Pixels::Frame, Pixels::Float}, 2e-6},
+    {KernelId::AddHighPass,
+     "AddHighPass",
+     Pixels::Frame,
+     {Pixels::Frame, Pixels::Frame, Pixels::Float},
+     1e-6},
+    {KernelId::AddHighPassN,
+     "AddHighPassN",
+     Pixels::Frame,
+     {Pixels::Frame, Pixels::Frame, Pixels::Float},
+     1e-6},
+    {KernelId::AddHighPassThreshold,
+     "AddHighPassThreshold",
+     Pixels::Frame,
+     {Pixels::Frame, Pixels::Frame, Pixels::Float},
+     2e-6},
+    {KernelId::AddHighPassThresholdN,
+     "AddHighPassThresholdN",
+     Pixels::Frame,
+     {Pixels::Frame, Pixels::Frame, Pixels::Float},
+     2e-6},
     {KernelId::DetectMotion, "DetectMotion", Pixels::Frame, {Pixels::Frame, Pixels::Frame}, 2e-6},
-    {KernelId::TemporalMultAddDetectMotion, "TemporalMultAddDetectMotion", Pixels::Float,
-     {Pixels::Frame, Pixels::Float}, 1e-5},
+    {KernelId::TemporalMultAddDetectMotion,
+     "TemporalMultAddDetectMotion",
+     Pixels::Float,
+     {Pixels::Frame, Pixels::Float},
+     1e-5},
     {KernelId::GaussRows, "GaussRows", Pixels::Frame, {Pixels::Frame}, 1e-5},
     {KernelId::GaussColumns, "GaussColumns", Pixels::Frame, {Pixels::Frame}, 1e-5},
-    {KernelId::GaussColumns, "GaussColumnsSubtract", Pixels::Float, {Pixels::Frame, Pixels::Frame}, 1e-5, true},
+    {KernelId::GaussColumns,
+     "GaussColumnsSubtract",
+     Pixels::Float,
+     {Pixels::Frame, Pixels::Frame},
+     1e-5,
+     true},
     {KernelId::Solid, "Solid", Pixels::Frame, {}, 0},
     {KernelId::Ramp, "Ramp", Pixels::Frame, {}, 1e-6},
     {KernelId::CopyAlpha, "CopyAlpha", Pixels::Frame, {Pixels::Frame, Pixels::Frame}, 0},
 };
 
 Parameters::Parameters(const KernelRow& row, const Storage& storage, int radius)
-    : _ramp{0.3F, 0.6F, {2, 1}, {0.02F, 0.01F}, {{0, 0.1F, 0.2F}, {1, 0.9F, 0}, {0.2F, 0.3F, 1}, {1, 0.5F, 0}}},
+    : _ramp{0.3F,
+            0.6F,
+            {2, 1},
+            {0.02F, 0.01F},
+            {{0, 0.1F, 0.2F}, {1, 0.9F, 0}, {0.2F, 0.3F, 1}, {1, 0.5F, 0}}},
       _blur(radius / 3.5, radius, row.subtract, static_cast<float>(storage.white)) {
     switch (row.id) {
         case KernelId::AddHighPassThreshold:
-        case KernelId::AddHighPassThresholdN: _record = &_highPass; break;
+        case KernelId::AddHighPassThresholdN:
+            _record = &_highPass;
+            break;
         case KernelId::DetectMotion:
-        case KernelId::TemporalMultAddDetectMotion: _record = &_motion; break;
+        case KernelId::TemporalMultAddDetectMotion:
+            _record = &_motion;
+            break;
         case KernelId::GaussRows:
-        case KernelId::GaussColumns: _record = &_blur.parameters; break;
-        case KernelId::Solid: _record = &_solid; break;
-        case KernelId::Ramp: _record = &_ramp; break;
+        case KernelId::GaussColumns:
+            _record = &_blur.parameters;
+            break;
+        case KernelId::Solid:
+            _record = &_solid;
+            break;
+        case KernelId::Ramp:
+            _record = &_ramp;
+            break;
         case KernelId::TemporalAdd1:
         case KernelId::TemporalAdd2:
         case KernelId::TemporalMultAddMask:
         case KernelId::TemporalAddMask:
-        case KernelId::TemporalBlend: _record = &_weight; break;
-        default: _record = nullptr;
+        case KernelId::TemporalBlend:
+            _record = &_weight;
+            break;
+        default:
+            _record = nullptr;
     }
 }
 

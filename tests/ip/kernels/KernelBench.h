@@ -9,8 +9,8 @@
 #include "ip/kernels/KernelTable.h"
 #include "ip/records/Progress.h"
 
-// The workbench of the kernel tests: pictures with guarded edges, the coefficients of a blur, and one table row per
-// kernel that says what it takes and how near the levels must come to each other.
+// The workbench of the kernel tests: pictures with guarded edges, the coefficients of a blur, and one table
+// row per kernel that says what it takes and how near the levels must come to each other.
 namespace TQ::IP::Test {
 
 /// How an image is stored.
@@ -28,8 +28,8 @@ std::string FormatName(KernelFormat format);
 
 enum class Content { Zero, Frame, Accumulator };
 
-/// A picture whose rows have guard bytes on both sides, and nothing before the first and after the last pixel, where
-/// a sanitizer watches. Rows run upwards in memory when `bottomUp`.
+/// A picture whose rows have guard bytes on both sides, and nothing before the first and after the last
+/// pixel, where a sanitizer watches. Rows run upwards in memory when `bottomUp`.
 class TestImage {
   public:
     TestImage(const Storage& storage, const Bounds& bounds, bool bottomUp, unsigned char guard = 0xA5);

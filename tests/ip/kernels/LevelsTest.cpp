@@ -1,5 +1,6 @@
-// Every kernel, at every level that this processor runs and in every format, against the baseline: odd widths, bands
-// within the output, inputs larger than and offset from it, rows in either direction, guarded edges.
+// Every kernel, at every level that this processor runs and in every format, against the baseline: odd
+// widths, bands within the output, inputs larger than and offset from it, rows in either direction, guarded
+// edges.
 
 #include <gtest/gtest.h>
 
@@ -24,7 +25,8 @@ std::vector<IsaLevel> UsableLevels() {
 
 /// One set of pictures for a kernel.
 struct Scene {
-    Scene(const KernelRow& row, KernelFormat format, int width, int height, unsigned seed, unsigned char guard)
+    Scene(const KernelRow& row, KernelFormat format, int width, int height, unsigned seed,
+          unsigned char guard)
         : storage(StorageOf(format)), bounds{-3, 5, -3 + width, 5 + height} {
         std::mt19937 random(seed);
         std::uniform_int_distribution<int> margin(0, 5);
@@ -58,8 +60,8 @@ struct Scene {
 };
 
 /// Runs one level on a fresh output; checks that it touched the band only and reported its progress.
-TestImage RunLevel(IsaLevel level, const KernelRow& row, KernelFormat format, const Scene& scene, const Bounds& band,
-              int radius) {
+TestImage RunLevel(IsaLevel level, const KernelRow& row, KernelFormat format, const Scene& scene,
+                   const Bounds& band, int radius) {
     constexpr unsigned char guard = 0x5A;
     TestImage output = scene.MakeOutput(guard);
     const Parameters parameters(row, scene.storage, radius);
@@ -154,9 +156,11 @@ TEST_P(EveryKernel, GivesAPixelTheSameValueInEveryBand) {
     ForEachInstance([&](IsaLevel level, KernelFormat format) {
         const Scene scene(row, format, 61, 23, 99, 0xFF);
         const TestImage whole = RunLevel(level, row, format, scene, scene.bounds, 4);
-        const Bounds bands[] = {{-3, 5, 58, 6}, {-3, 10, 58, 17}, {-2, 7, 15, 28}, {20, 5, 58, 28}, {4, 9, 5, 10}};
+        const Bounds bands[] = {
+            {-3, 5, 58, 6}, {-3, 10, 58, 17}, {-2, 7, 15, 28}, {20, 5, 58, 28}, {4, 9, 5, 10}};
         for (const Bounds& band : bands) {
-            EXPECT_TRUE(SameBytes(RunLevel(level, row, format, scene, band, 4), whole, band)) << band.x1 << " " << band.y1;
+            EXPECT_TRUE(SameBytes(RunLevel(level, row, format, scene, band, 4), whole, band))
+                << band.x1 << " " << band.y1;
         }
     });
 }

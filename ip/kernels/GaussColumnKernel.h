@@ -1,0 +1,205 @@
+#pragma once
+
+// GaussColumns: neighbouring samples of a row go down the picture together. A strip of columns keeps its
+// states in the first-level cache, and each visit of a state takes stepRows rows, so that rows are read and
+// written in whole cache lines. Included by the level files only; see Vector.h.
+
+#include "ip/kernels/GaussKernels.h"
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+constexpr int stepRows = 4;  ///< divides gaussRestart
+constexpr int stripSamples = 512;
+constexpr int stripVectors = stripSamples / lanes;
+
+/// The rows of one visit, from the strip's first sample on.
+struct ColumnRows {
+    const unsigned char* leading[stepRows];
+    const unsigned char* trailing[stepRows];
+    const unsigned char* source[stepRows];
+    unsigned char* output[stepRows];
+};
+
+/// Room for one vector of each row of a visit: stands in for the rows of a strip that is narrower than a
+/// vector.
+struct NarrowRows {
+    alignas(64) unsigned char leading[stepRows][sizeof(F)];
+    alignas(64) unsigned char trailing[stepRows][sizeof(F)];
+    alignas(64) unsigned char source[stepRows][sizeof(F)];
+    alignas(64) unsigned char output[stepRows][sizeof(F)];
+};
+
+/// One strip of columns; `StorageType` is what input and source are stored as. With `Subtract` the output is
+/// the source minus the blur, as floats with white at 1.
+template <class StorageType, bool Subtract>
+class ColumnStrip {
+  public:
+    using Storage = StorageType;
+    static constexpr int sampleBytes = sizeof(typename Storage::Channel);
+    static constexpr int pixelBytes = 4 * sampleBytes;
+    static constexpr int outputSampleBytes = Subtract ? sizeof(float) : sampleBytes;
+    static constexpr int outputPixelBytes = 4 * outputSampleBytes;
+
+    /// `samples` samples from column x1 on: a multiple of `lanes`, or less than `lanes`.
+    ColumnStrip(const ImageView& output, const ImageView* inputs, const Bounds& band,
+                const GaussParameters& p, int x1, int firstSample, int samples)
+        : _p(p),
+          _constants(MakeGaussConstants(p)),
+          _input(RowAt(inputs[0], inputs[0].bounds.y1) + Offset(inputs[0], x1, firstSample, sampleBytes)),
+          _inputRowBytes(inputs[0].rowBytes),
+          _length(inputs[0].bounds.y2 - inputs[0].bounds.y1),
+          _output(RowAt(output, band.y1) + Offset(output, x1, firstSample, outputSampleBytes)),
+          _outputRowBytes(output.rowBytes),
+          _firstOutput(band.y1 - inputs[0].bounds.y1),
+          _endOutput(band.y2 - inputs[0].bounds.y1),
+          _samples(samples),
+          _vectors((samples + lanes - 1) / lanes) {
+        if constexpr (Subtract) {
+            _source = RowAt(inputs[1], band.y1) + Offset(inputs[1], x1, firstSample, sampleBytes);
+            _sourceRowBytes = inputs[1].rowBytes;
+        }
+    }
+
+    void Run(RowsWalked& walked) {
+        for (int y = 0; y < _endOutput; y += stepRows) {
+            if (y % gaussRestart == 0) {
+                Start(y);
+            }
+            Visit(y);
+            const int first = y < _firstOutput ? _firstOutput : y;
+            const int end = Smaller(y + stepRows, _endOutput);
+            if (end > first) {
+                walked.Add(end - first);
+            }
+        }
+    }
+
+  private:
+    static std::int64_t Offset(const ImageView& view, int x, int sample, int bytesPerSample) {
+        return (static_cast<std::int64_t>(x - view.bounds.x1) * 4 + sample) * bytesPerSample;
+    }
+
+    const unsigned char* InputRow(int y) const { return _input + Clamp(y, 0, _length - 1) * _inputRowBytes; }
+    bool IsNarrow() const { return _samples < lanes; }
+
+    /// The states at row y, from the sums over their windows.
+    void Start(int y) {
+        for (int v = 0; v < _vectors; ++v) {
+            _states[v] = GaussState{};
+        }
+        for (int j = -_p.radius - 1; j <= _p.radius; ++j) {
+            const GaussStartWeights weights = MakeStartWeights(_p, j);
+            const unsigned char* row = InputRow(y + j);
+            if (IsNarrow()) {
+                Copy(_narrow.leading[0], row, _samples * sampleBytes);
+                row = _narrow.leading[0];
+            }
+            for (int v = 0; v < _vectors; ++v) {
+                AddToStart(_states[v], weights, Storage::LoadSamples(row + v * lanes * sampleBytes));
+            }
+        }
+    }
+
+    /// Rows y to y + stepRows - 1. Those outside the output are computed and go to a row that nobody reads.
+    void Visit(int y) {
+        ColumnRows rows;
+        for (int r = 0; r < stepRows; ++r) {
+            const int output = Clamp(y + r, _firstOutput, _endOutput - 1);
+            rows.leading[r] = InputRow(y + r + _p.radius + 1);
+            rows.trailing[r] = InputRow(y + r - _p.radius);
+            rows.source[r] = Subtract ? _source + (output - _firstOutput) * _sourceRowBytes : nullptr;
+            rows.output[r] = output == y + r ? _output + (output - _firstOutput) * _outputRowBytes : _unread;
+        }
+        if (!IsNarrow()) {
+            Walk(rows);
+            return;
+        }
+        ColumnRows narrow;
+        for (int r = 0; r < stepRows; ++r) {
+            Copy(_narrow.leading[r], rows.leading[r], _samples * sampleBytes);
+            Copy(_narrow.trailing[r], rows.trailing[r], _samples * sampleBytes);
+            if (Subtract) {
+                Copy(_narrow.source[r], rows.source[r], _samples * sampleBytes);
+            }
+            narrow.leading[r] = _narrow.leading[r];
+            narrow.trailing[r] = _narrow.trailing[r];
+            narrow.source[r] = _narrow.source[r];
+            narrow.output[r] = _narrow.output[r];
+        }
+        Walk(narrow);
+        for (int r = 0; r < stepRows; ++r) {
+            Copy(rows.output[r], _narrow.output[r], _samples * outputSampleBytes);
+        }
+    }
+
+    [[gnu::noinline]] void Walk(const ColumnRows& rows) {
+        const GaussConstants constants = _constants;
+        for (int v = 0; v < _vectors; ++v) {
+            GaussState state = _states[v];
+            const int in = v * lanes * sampleBytes;
+            const int out = v * lanes * outputSampleBytes;
+#pragma GCC unroll 4
+            for (int r = 0; r < stepRows; ++r) {
+                const F d =
+                    Storage::LoadSamples(rows.leading[r] + in) - Storage::LoadSamples(rows.trailing[r] + in);
+                const F y = GaussStep(state, constants, d);
+                if constexpr (Subtract) {
+                    const F source = Storage::LoadSamples(rows.source[r] + in);
+                    Write(rows.output[r] + out, (source - y) * (1.0F / Storage::white));
+                } else {
+                    Storage::StoreSamples(rows.output[r] + out, y, constants.maximum);
+                }
+            }
+            _states[v] = state;
+        }
+    }
+
+    const GaussParameters& _p;
+    const GaussConstants _constants;
+    const unsigned char* _input;
+    std::int64_t _inputRowBytes;
+    int _length;
+    const unsigned char* _source = nullptr;
+    std::int64_t _sourceRowBytes = 0;
+    unsigned char* _output;
+    std::int64_t _outputRowBytes;
+    int _firstOutput, _endOutput;  ///< rows, counted from the line's first
+    int _samples, _vectors;
+    GaussState _states[stripVectors];
+    NarrowRows _narrow{};
+    unsigned char _unread[stripSamples * sizeof(float)];
+};
+
+template <class Storage, bool Subtract>
+void RunColumnStrips(const ImageView& output, const ImageView* inputs, const Bounds& band,
+                     const GaussParameters& p, Image::Progress& progress) {
+    const int samples = 4 * (band.x2 - band.x1);
+    const int wholeVectors = samples / lanes * lanes;
+    const int strips = (wholeVectors + stripSamples - 1) / stripSamples + (samples > wholeVectors ? 1 : 0);
+    RowsWalked walked(progress, band.y2 - band.y1, strips);
+    for (int first = 0; first < samples;) {
+        const int count =
+            first < wholeVectors ? Smaller(stripSamples, wholeVectors - first) : samples - first;
+        ColumnStrip<Storage, Subtract>(output, inputs, band, p, band.x1, first, count).Run(walked);
+        first += count;
+    }
+}
+
+template <class Storage>
+bool RunGaussColumns(const ImageView& output, const ImageView* inputs, const Bounds& band,
+                     const void* parameters, Image::Progress& progress) {
+    const auto& p = *static_cast<const GaussParameters*>(parameters);
+    if (band.y2 <= band.y1) {
+        return true;
+    }
+    if (p.subtractFromSource) {
+        RunColumnStrips<Storage, true>(output, inputs, band, p, progress);
+    } else {
+        RunColumnStrips<Storage, false>(output, inputs, band, p, progress);
+    }
+    return true;
+}
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL

@@ -1,0 +1,87 @@
+#pragma once
+
+// The sliding recurrence of GaussRows and GaussColumns. Included by the level files only; see Vector.h.
+//
+// The Gaussian is a cosine series on a window of 2N + 1 samples f: a box term Z0 and two cosine terms Z1, Z2.
+// With d(x) = f(x + N + 1) - f(x - N) each slides along the line for a few operations, whatever N is
+// (Sugimoto and Kamata, "Efficient constant-time Gaussian filtering with sliding DCT/DST-5 and dual-domain
+// error minimization", 2015):
+//     y(x)      = (Z0(x) + Z1(x) + Z2(x)) / (2N + 1)
+//     Z0(x + 1) = Z0(x) + d(x)
+//     Zk(x + 1) = cfA[k] Zk(x) - Zk(x - 1) + cfB[k] (d(x) - d(x - 1))
+// Samples stay in code values. A line starts from the window's sums, written out, and does so again every
+// gaussRestart samples, counted from the line's own first: the recurrence does not damp its rounding.
+
+#include "ip/kernels/KernelParameters.h"
+#include "ip/kernels/PixelAccess.h"
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+constexpr int gaussRestart = 1024;
+
+struct GaussConstants {
+    F a1, a2, b1, b2;
+    F scale;    ///< 1 / (2N + 1)
+    F maximum;  ///< of integer stores, in code values
+};
+
+TQ_INLINE GaussConstants MakeGaussConstants(const GaussParameters& p) {
+    return {Splat(p.cfA[0]),
+            Splat(p.cfA[1]),
+            Splat(p.cfB[0]),
+            Splat(p.cfB[1]),
+            Splat(1.0F / static_cast<float>(2 * p.radius + 1)),
+            Splat(p.storeMaximum)};
+}
+
+/// Z0(x), Zk(x), Zk(x - 1) and d(x - 1) of `lanes` lines.
+struct GaussState {
+    F z0, z1, z1Before, z2, z2Before, dBefore;
+};
+
+/// Returns y(x) and goes on to x + 1; `d` is d(x).
+TQ_INLINE F GaussStep(GaussState& s, const GaussConstants& c, F d) {
+    const F y = (s.z0 + (s.z1 + s.z2)) * c.scale;
+    const F change = d - s.dBefore;
+    const F z1 = MultiplyAdd(c.a1, s.z1, MultiplySubtract(c.b1, change, s.z1Before));
+    const F z2 = MultiplyAdd(c.a2, s.z2, MultiplySubtract(c.b2, change, s.z2Before));
+    s = {s.z0 + d, z1, s.z1, z2, s.z2, d};
+    return y;
+}
+
+/// What the sample at offset j from x, -N - 1 to N, counts in each term of the state at x. Zk(x - 1) has its
+/// window one to the left, and d(x - 1) is the difference of the two windows' ends.
+struct GaussStartWeights {
+    float z0, z1, z1Before, z2, z2Before, dBefore;
+};
+
+TQ_INLINE GaussStartWeights MakeStartWeights(const GaussParameters& p, int j) {
+    GaussStartWeights w{};
+    const int n = p.radius;
+    const int distance = j < 0 ? -j : j;
+    if (distance <= n) {
+        w.z0 = 1;
+        w.z1 = p.table[2 * distance];
+        w.z2 = p.table[2 * distance + 1];
+    }
+    const int distanceBefore = j + 1 < 0 ? -(j + 1) : j + 1;
+    if (distanceBefore <= n) {
+        w.z1Before = p.table[2 * distanceBefore];
+        w.z2Before = p.table[2 * distanceBefore + 1];
+    }
+    w.dBefore = j == n ? 1.0F : (j == -n - 1 ? -1.0F : 0.0F);
+    return w;
+}
+
+TQ_INLINE void AddToStart(GaussState& s, const GaussStartWeights& w, F f) {
+    s.z0 = MultiplyAdd(f, Splat(w.z0), s.z0);
+    s.z1 = MultiplyAdd(f, Splat(w.z1), s.z1);
+    s.z1Before = MultiplyAdd(f, Splat(w.z1Before), s.z1Before);
+    s.z2 = MultiplyAdd(f, Splat(w.z2), s.z2);
+    s.z2Before = MultiplyAdd(f, Splat(w.z2Before), s.z2Before);
+    s.dBefore = MultiplyAdd(f, Splat(w.dBefore), s.dBefore);
+}
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL

@@ -1,0 +1,163 @@
+#pragma once
+
+// GaussRows: the four channels of a pixel go through the recurrence in one vector, and as many rows as fit
+// with them. Rows are taken apart into chunks in which the rows' pixels alternate, so that each step is one
+// load. (With one lane every channel is a line of its own.) Included by the level files only; see Vector.h.
+
+#include "ip/kernels/GaussKernels.h"
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+constexpr int groupRows = lanes < 4 ? 1 : lanes / 4;
+constexpr int groupChannels = lanes < 4 ? 1 : 4;
+constexpr int chunkLength = 64;  ///< divides gaussRestart
+
+/// A group of rows that are blurred together; where fewer are left the last one stands in for the missing.
+struct RowGroup {
+    const unsigned char* input[groupRows];  ///< the first sample of the line
+    int length;
+    unsigned char* output[groupRows];  ///< where sample `firstOutput` goes
+    int firstOutput, endOutput;        ///< the samples that are stored
+    int rows;                          ///< that are stored, 1 to groupRows
+};
+
+template <class Storage>
+struct Chunk {
+    static constexpr int sampleBytes = sizeof(typename Storage::Channel);
+    static constexpr int pixelBytes = 4 * sampleBytes;
+    static constexpr int stepBytes = lanes * sampleBytes;
+    static constexpr int partBytes = groupChannels * sampleBytes;  ///< of one row in a step
+
+    alignas(64) unsigned char data[chunkLength * stepBytes];
+
+    TQ_INLINE const unsigned char* Step(int i) const { return data + i * stepBytes; }
+    TQ_INLINE unsigned char* Step(int i) { return data + i * stepBytes; }
+
+    /// Samples x to x + chunkLength - 1 of the lines; beyond their ends the end sample.
+    void Gather(const RowGroup& group, int x) {
+        if (groupChannels == 4 && x >= 0 && x + chunkLength <= group.length) {
+            GatherInside(group, x);
+            return;
+        }
+        for (int i = 0; i < chunkLength; ++i) {
+            const std::int64_t sample = Clamp(x + i, 0, group.length - 1);
+            for (int r = 0; r < groupRows; ++r) {
+                __builtin_memcpy(Step(i) + r * partBytes, group.input[r] + sample * pixelBytes, partBytes);
+            }
+        }
+    }
+
+    /// Stores what falls into the group's output; the chunk starts at sample x.
+    void Scatter(const RowGroup& group, int x) const {
+        if (groupChannels == 4 && x >= group.firstOutput && x + chunkLength <= group.endOutput &&
+            group.rows == groupRows) {
+            ScatterInside(group, x);
+            return;
+        }
+        const int first = x < group.firstOutput ? group.firstOutput - x : 0;
+        const int end = Smaller(chunkLength, group.endOutput - x);
+        for (int i = first; i < end; ++i) {
+            const std::int64_t offset = static_cast<std::int64_t>(x + i - group.firstOutput) * pixelBytes;
+            for (int r = 0; r < group.rows; ++r) {
+                __builtin_memcpy(group.output[r] + offset, Step(i) + r * partBytes, partBytes);
+            }
+        }
+    }
+
+  private:
+    void GatherInside(const RowGroup& group, int x) {
+        const std::int64_t start = static_cast<std::int64_t>(x) * pixelBytes;
+        for (int offset = 0; offset < chunkLength * pixelBytes; offset += sizeof(F)) {
+            F rows[groupRows];
+            F columns[groupRows];
+            for (int r = 0; r < groupRows; ++r) {
+                rows[r] = Read<F>(group.input[r] + start + offset);
+            }
+            InterleaveRows<pixelBytes>(rows, columns);
+            for (int r = 0; r < groupRows; ++r) {
+                Write(data + offset * groupRows + r * sizeof(F), columns[r]);
+            }
+        }
+    }
+
+    void ScatterInside(const RowGroup& group, int x) const {
+        const std::int64_t start = static_cast<std::int64_t>(x - group.firstOutput) * pixelBytes;
+        for (int offset = 0; offset < chunkLength * pixelBytes; offset += sizeof(F)) {
+            F rows[groupRows];
+            F columns[groupRows];
+            for (int r = 0; r < groupRows; ++r) {
+                columns[r] = Read<F>(data + offset * groupRows + r * sizeof(F));
+            }
+            SeparateRows<pixelBytes>(columns, rows);
+            for (int r = 0; r < groupRows; ++r) {
+                Write(group.output[r] + start + offset, rows[r]);
+            }
+        }
+    }
+};
+
+/// The state at sample x, from the sums over its window.
+template <class Storage>
+GaussState StartRows(const RowGroup& group, const GaussParameters& p, int x) {
+    GaussState state{};
+    Chunk<Storage> chunk;
+    for (int j = -p.radius - 1; j <= p.radius; j += chunkLength) {
+        chunk.Gather(group, x + j);
+        const int count = Smaller(chunkLength, p.radius + 1 - j);
+        for (int i = 0; i < count; ++i) {
+            AddToStart(state, MakeStartWeights(p, j + i), Storage::LoadSamples(chunk.Step(i)));
+        }
+    }
+    return state;
+}
+
+template <class Storage>
+[[gnu::noinline]] void BlurRows(const RowGroup& group, const GaussParameters& p) {
+    const GaussConstants constants = MakeGaussConstants(p);
+    GaussState state{};
+    Chunk<Storage> leading;
+    Chunk<Storage> trailing;
+    Chunk<Storage> blurred;
+    for (int x = 0; x < group.endOutput; x += chunkLength) {
+        if (x % gaussRestart == 0) {
+            state = StartRows<Storage>(group, p, x);
+        }
+        leading.Gather(group, x + p.radius + 1);
+        trailing.Gather(group, x - p.radius);
+        for (int i = 0; i < chunkLength; ++i) {
+            const F d = Storage::LoadSamples(leading.Step(i)) - Storage::LoadSamples(trailing.Step(i));
+            Storage::StoreSamples(blurred.Step(i), GaussStep(state, constants, d), constants.maximum);
+        }
+        blurred.Scatter(group, x);
+    }
+}
+
+template <class Storage>
+bool RunGaussRows(const ImageView& output, const ImageView* inputs, const Bounds& band,
+                  const void* parameters, Image::Progress& progress) {
+    using Group = Chunk<Storage>;
+    const auto& p = *static_cast<const GaussParameters*>(parameters);
+    const ImageView& input = inputs[0];
+    RowGroup group{};
+    group.length = input.bounds.x2 - input.bounds.x1;
+    group.firstOutput = band.x1 - input.bounds.x1;
+    group.endOutput = band.x2 - input.bounds.x1;
+    for (int y = band.y1; y < band.y2; y += groupRows) {
+        group.rows = Smaller(groupRows, band.y2 - y);
+        for (int channel = 0; channel < 4; channel += groupChannels) {
+            for (int r = 0; r < groupRows; ++r) {
+                const int row = y + Smaller(r, group.rows - 1);
+                group.input[r] = RowAt(input, row) + channel * Group::sampleBytes;
+                group.output[r] =
+                    PixelAt(output, band.x1, row, Group::pixelBytes) + channel * Group::sampleBytes;
+            }
+            BlurRows<Storage>(group, p);
+        }
+        ReportRow(progress, band, y);
+    }
+    return true;
+}
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL

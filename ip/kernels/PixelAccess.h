@@ -1,0 +1,176 @@
+#pragma once
+
+// Pixels in memory <-> one vector per channel. Included by the level files only; see Vector.h.
+
+#include "ip/kernels/Vector.h"
+#include "ip/records/ImageView.h"
+#include "ip/records/Progress.h"
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+/// Red, green and blue of `lanes` pixels, white is 1. Where a kernel treats all colours alike, red and blue
+/// may be exchanged.
+struct Color {
+    F r, g, b;
+};
+
+struct Pixel {
+    Color rgb;
+    F a;
+};
+
+TQ_INLINE Color operator-(Color x, Color y) {
+    return {x.r - y.r, x.g - y.g, x.b - y.b};
+}
+
+TQ_INLINE Color operator*(Color x, F factor) {
+    return {x.r * factor, x.g * factor, x.b * factor};
+}
+
+/// x * factor + y
+TQ_INLINE Color MultiplyAdd(Color x, F factor, Color y) {
+    return {MultiplyAdd(x.r, factor, y.r), MultiplyAdd(x.g, factor, y.g), MultiplyAdd(x.b, factor, y.b)};
+}
+
+/// The storage types: four channels of `lanes` pixels as normalised floats, and samples as code values.
+struct ByteStorage {
+    using Channel = std::uint8_t;
+    static constexpr float white = 255;
+
+    TQ_INLINE static void Load(const unsigned char* source, F (&c)[4]) {
+        const I pixels = Read<I>(source);
+        for (int i = 0; i < 4; ++i) {
+            c[i] = UnitFromCode((pixels >> (8 * i)) & 0xFF, white);
+        }
+    }
+
+    TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) {
+        I pixels = CodeFromUnit(c[0], white);
+        for (int i = 1; i < 4; ++i) {
+            pixels |= CodeFromUnit(c[i], white) << (8 * i);
+        }
+        Write(target, pixels);
+    }
+
+    TQ_INLINE static F LoadSamples(const unsigned char* source) { return ToFloat(LoadBytes(source)); }
+    TQ_INLINE static void StoreSamples(unsigned char* target, F y, F maximum) {
+        StoreBytes(target, Truncate(Min(Max(y + 0.5F, Splat(0)), maximum)));
+    }
+};
+
+template <int White>
+struct ShortStorage {
+    using Channel = std::uint16_t;
+    static constexpr float white = White;
+
+    TQ_INLINE static void Load(const unsigned char* source, F (&c)[4]) {
+        I pairs[2];
+        LoadPairs(source, pairs[0], pairs[1]);
+        for (int i = 0; i < 4; ++i) {
+            c[i] = UnitFromCode((pairs[i / 2] >> (16 * (i & 1))) & 0xFFFF, white);
+        }
+    }
+
+    TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) {
+        StorePairs(target, CodeFromUnit(c[0], white) | (CodeFromUnit(c[1], white) << 16),
+                   CodeFromUnit(c[2], white) | (CodeFromUnit(c[3], white) << 16));
+    }
+
+    TQ_INLINE static F LoadSamples(const unsigned char* source) { return ToFloat(LoadShorts(source)); }
+    TQ_INLINE static void StoreSamples(unsigned char* target, F y, F maximum) {
+        StoreShorts(target, Truncate(Min(Max(y + 0.5F, Splat(0)), maximum)));
+    }
+};
+
+struct FloatStorage {
+    using Channel = float;
+    static constexpr float white = 1;
+
+    TQ_INLINE static void Load(const unsigned char* source, F (&c)[4]) { LoadFloats(source, c); }
+    TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) { StoreFloats(target, c); }
+    TQ_INLINE static F LoadSamples(const unsigned char* source) { return Read<F>(source); }
+    TQ_INLINE static void StoreSamples(unsigned char* target, F y, F /*maximum*/) { Write(target, y); }
+};
+
+/// A storage type with the alpha channel at position `Alpha`, 0 or 3, and the colours in the order of memory.
+template <class StorageType, int Alpha>
+struct Pixels {
+    using Storage = StorageType;
+    static constexpr int alpha = Alpha;
+    static constexpr int pixelBytes = 4 * static_cast<int>(sizeof(typename Storage::Channel));
+    static constexpr int vectorBytes = lanes * pixelBytes;
+    static constexpr int firstColor = Alpha == 0 ? 1 : 0;
+
+    TQ_INLINE static Pixel Load(const unsigned char* source) {
+        F c[4];
+        Storage::Load(source, c);
+        return {{c[firstColor], c[firstColor + 1], c[firstColor + 2]}, c[Alpha]};
+    }
+
+    TQ_INLINE static void Store(unsigned char* target, const Pixel& pixel) {
+        F c[4];
+        c[firstColor] = pixel.rgb.r;
+        c[firstColor + 1] = pixel.rgb.g;
+        c[firstColor + 2] = pixel.rgb.b;
+        c[Alpha] = pixel.a;
+        Storage::Store(target, c);
+    }
+};
+
+TQ_INLINE int Smaller(int a, int b) {
+    return a < b ? a : b;
+}
+
+TQ_INLINE int Clamp(int value, int low, int high) {
+    return value < low ? low : (value > high ? high : value);
+}
+
+TQ_INLINE unsigned char* RowAt(const ImageView& view, int y) {
+    return view.data + (static_cast<std::int64_t>(y) - view.bounds.y1) * view.rowBytes;
+}
+
+TQ_INLINE unsigned char* PixelAt(const ImageView& view, int x, int y, int pixelBytes) {
+    return RowAt(view, y) + (static_cast<std::int64_t>(x) - view.bounds.x1) * pixelBytes;
+}
+
+TQ_INLINE void Copy(unsigned char* target, const unsigned char* source, int bytes) {
+    __builtin_memcpy(target, source, static_cast<unsigned long long>(bytes));
+}
+
+constexpr int progressRows = 32;
+
+TQ_INLINE void ReportRow(Image::Progress& progress, const Bounds& band, int y) {
+    const int row = y - band.y1;
+    if (row % progressRows == 0) {
+        progress.Update(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(band.y2 - band.y1));
+    }
+}
+
+/// Progress of a kernel that walks its band in strips of columns: reports when as much is done as
+/// progressRows rows of the whole band, so that an abort takes no longer to be seen than elsewhere.
+class RowsWalked {
+  public:
+    RowsWalked(Image::Progress& progress, int rows, int strips)
+        : _progress(progress), _rows(rows), _strips(strips) {}
+
+    /// `rows` more rows of a strip are walked.
+    void Add(int rows) {
+        if (_walked >= _next) {
+            _progress.Update(static_cast<std::uint64_t>(_walked / _strips),
+                             static_cast<std::uint64_t>(_rows));
+            _next += static_cast<std::int64_t>(progressRows) * _strips;
+        }
+        _walked += rows;
+    }
+
+  private:
+    Image::Progress& _progress;
+    int _rows;
+    int _strips;
+    std::int64_t _walked = 0;
+    std::int64_t _next = 0;
+};
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL

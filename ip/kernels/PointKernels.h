@@ -1,0 +1,224 @@
+#pragma once
+
+// Kernels that compute a pixel from the pixels at the same place. Each is a struct that reads like its
+// formula: Output and In0 to In2 are the pixel types, Parameters its record, At one vector of pixels.
+// RunPoint is the loop around them. Included by the level files only; see Vector.h.
+
+#include "ip/kernels/KernelParameters.h"
+#include "ip/kernels/PixelAccess.h"
+#include "ip/records/Progress.h"
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+struct NoInput {
+    static constexpr int pixelBytes = 0;
+    static constexpr int vectorBytes = 0;
+    TQ_INLINE static Pixel Load(const unsigned char*) { return Pixel{}; }
+};
+struct NoParameters {};
+
+/// The sum of weighted frames: q = w * frame.a is a frame's weight at a pixel; an accumulator's colours hold
+/// the sum of q * rgb and its alpha the sum of q.
+template <class Frame>
+struct TemporalAdd1 {
+    using Output = Pixels<FloatStorage, Frame::alpha>;
+    using In0 = Frame;
+    using In1 = NoInput;
+    using In2 = NoInput;
+    using Parameters = WeightParameters;
+
+    TQ_INLINE static Pixel At(const Parameters& p, Pixel frame, Pixel, Pixel) {
+        const F q = frame.a * p.weight;
+        return {frame.rgb * q, q};
+    }
+};
+
+template <class Frame>
+struct TemporalAdd2 {
+    using Output = Pixels<FloatStorage, Frame::alpha>;
+    using In0 = Frame;
+    using In1 = Output;
+    using In2 = NoInput;
+    using Parameters = WeightParameters;
+
+    TQ_INLINE static Pixel At(const Parameters& p, Pixel frame, Pixel sum, Pixel) {
+        const F q = frame.a * p.weight;
+        return {MultiplyAdd(frame.rgb, q, sum.rgb), sum.a + q};
+    }
+};
+
+/// The mask's alpha tells how much of the old sum stays.
+template <class Frame>
+struct TemporalMultAddMask {
+    using Output = Pixels<FloatStorage, Frame::alpha>;
+    using In0 = Frame;
+    using In1 = Output;
+    using In2 = Frame;
+    using Parameters = WeightParameters;
+
+    TQ_INLINE static Pixel At(const Parameters& p, Pixel frame, Pixel sum, Pixel mask) {
+        const F q = frame.a * p.weight;
+        return {MultiplyAdd(sum.rgb, mask.a, frame.rgb * q), MultiplyAdd(sum.a, mask.a, q)};
+    }
+};
+
+/// Both inputs are sums already, so the first one's alpha is not multiplied in.
+template <class Frame>
+struct TemporalAddMask {
+    using Output = Pixels<FloatStorage, Frame::alpha>;
+    using In0 = Output;
+    using In1 = Output;
+    using In2 = Frame;
+    using Parameters = WeightParameters;
+
+    TQ_INLINE static Pixel At(const Parameters& p, Pixel sum0, Pixel sum1, Pixel mask) {
+        const F w = Splat(p.weight);
+        return {MultiplyAdd(sum0.rgb, w, sum1.rgb * mask.a), MultiplyAdd(sum0.a, w, sum1.a * mask.a)};
+    }
+};
+
+/// The frame, scaled to the sum's weight, moved towards the sum by the mask.
+template <class Frame>
+struct TemporalBlend {
+    using Output = Pixels<FloatStorage, Frame::alpha>;
+    using In0 = Frame;
+    using In1 = Output;
+    using In2 = Frame;
+    using Parameters = WeightParameters;
+
+    TQ_INLINE static Pixel At(const Parameters& p, Pixel frame, Pixel sum, Pixel mask) {
+        const Color scaled = frame.rgb * sum.a;
+        return {MultiplyAdd(sum.rgb - scaled, mask.a * p.weight, scaled), sum.a};
+    }
+};
+
+/// What turns a sum into a mean; 1 where nothing was summed.
+TQ_INLINE F InverseWeight(F weight) {
+    const F one = Splat(1);
+    return weight > 0.0F ? one / weight : one;
+}
+
+template <class Frame>
+struct TemporalUnmult {
+    using Output = Frame;
+    using In0 = Frame;
+    using In1 = Pixels<FloatStorage, Frame::alpha>;
+    using In2 = NoInput;
+    using Parameters = NoParameters;
+
+    TQ_INLINE static Pixel At(const Parameters&, Pixel frame, Pixel sum, Pixel) {
+        return {sum.rgb * InverseWeight(sum.a), frame.a};
+    }
+};
+
+/// Adds the difference between the picture as it should be (`target`, a sum to be normalised when Normalise)
+/// and as it is (`low`) to the detailed picture. With Threshold large differences are left out: a Gaussian of
+/// their length.
+template <class Frame, bool Normalise, bool Threshold>
+struct AddHighPass {
+    using Output = Frame;
+    using In0 = Frame;
+    using In1 = Frame;
+    using In2 = Pixels<FloatStorage, Frame::alpha>;
+    using Parameters = HighPassParameters;
+
+    TQ_INLINE static Pixel At(const Parameters& p, Pixel detail, Pixel low, Pixel target) {
+        F scale = Splat(1);
+        if constexpr (Normalise) {
+            scale = InverseWeight(target.a);
+        }
+        const Color d = target.rgb * scale - low.rgb;
+        F e = Splat(1);
+        if constexpr (Threshold) {
+            const F squaredLength = MultiplyAdd(d.r, d.r, MultiplyAdd(d.g, d.g, d.b * d.b));
+            e = ExpOfNegative(squaredLength * p.exponentFactor);
+        }
+        return {MultiplyAdd(d, e, detail.rgb), detail.a};
+    }
+};
+
+/// `vectors` whole vectors of one row.
+template <class Body>
+[[gnu::noinline]] void RunPointVectors(unsigned char* output, const unsigned char* const* inputs, int vectors,
+                                       const typename Body::Parameters& parameters) {
+    const unsigned char* in0 = inputs[0];
+    const unsigned char* in1 = inputs[1];
+    const unsigned char* in2 = inputs[2];
+    for (int i = 0; i < vectors; ++i) {
+        const Pixel result =
+            Body::At(parameters, Body::In0::Load(in0), Body::In1::Load(in1), Body::In2::Load(in2));
+        Body::Output::Store(output, result);
+        output += Body::Output::vectorBytes;
+        in0 += Body::In0::vectorBytes;
+        in1 += Body::In1::vectorBytes;
+        in2 += Body::In2::vectorBytes;
+    }
+}
+
+/// One row: whole vectors in place, the rest through buffers that are as long as a vector, so that nothing
+/// outside the images is touched.
+template <class Body>
+TQ_INLINE void RunPointRow(unsigned char* output, const unsigned char* const* inputs, int width,
+                           const typename Body::Parameters& parameters) {
+    constexpr int inputBytes[3] = {Body::In0::pixelBytes, Body::In1::pixelBytes, Body::In2::pixelBytes};
+    const int vectors = width / lanes;
+    const int done = vectors * lanes;
+    RunPointVectors<Body>(output, inputs, vectors, parameters);
+    if (done == width) {
+        return;
+    }
+    unsigned char buffers[4][lanes * 16];
+    const unsigned char* bufferInputs[3];
+    for (int i = 0; i < 3; ++i) {
+        __builtin_memset(buffers[i], 0, sizeof(buffers[i]));
+        Copy(buffers[i], inputs[i] + done * inputBytes[i], (width - done) * inputBytes[i]);
+        bufferInputs[i] = buffers[i];
+    }
+    RunPointVectors<Body>(buffers[3], bufferInputs, 1, parameters);
+    Copy(output + done * Body::Output::pixelBytes, buffers[3], (width - done) * Body::Output::pixelBytes);
+}
+
+template <class Body>
+bool RunPoint(const ImageView& output, const ImageView* inputs, const Bounds& band, const void* parameters,
+              Image::Progress& progress) {
+    using Parameters = typename Body::Parameters;
+    constexpr int inputBytes[3] = {Body::In0::pixelBytes, Body::In1::pixelBytes, Body::In2::pixelBytes};
+    static constexpr Parameters none{};
+    const Parameters& record = parameters != nullptr ? *static_cast<const Parameters*>(parameters) : none;
+    static constexpr unsigned char noPixels = 0;
+    for (int y = band.y1; y < band.y2; ++y) {
+        const unsigned char* rows[3] = {&noPixels, &noPixels, &noPixels};
+        for (int i = 0; i < 3; ++i) {
+            if (inputBytes[i] > 0) {
+                rows[i] = PixelAt(inputs[i], band.x1, y, inputBytes[i]);
+            }
+        }
+        RunPointRow<Body>(PixelAt(output, band.x1, y, Body::Output::pixelBytes), rows, band.x2 - band.x1,
+                          record);
+        ReportRow(progress, band, y);
+    }
+    return true;
+}
+
+/// The colours of input 0 with the alpha of input 1, as they are stored.
+template <class Frame>
+bool RunCopyAlpha(const ImageView& output, const ImageView* inputs, const Bounds& band, const void*,
+                  Image::Progress& progress) {
+    using Channel = typename Frame::Storage::Channel;
+    struct Stored {
+        Channel c[4];
+    };
+    for (int y = band.y1; y < band.y2; ++y) {
+        for (int x = band.x1; x < band.x2; ++x) {
+            auto pixel = Read<Stored>(PixelAt(inputs[0], x, y, sizeof(Stored)));
+            pixel.c[Frame::alpha] = Read<Stored>(PixelAt(inputs[1], x, y, sizeof(Stored))).c[Frame::alpha];
+            Write(PixelAt(output, x, y, sizeof(Stored)), pixel);
+        }
+        ReportRow(progress, band, y);
+    }
+    return true;
+}
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL

@@ -1,0 +1,109 @@
+#pragma once
+
+// One lane: plain scalars. See Vector.h.
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+using F = float;
+using I = std::int32_t;
+
+TQ_INLINE F Splat(float value) {
+    return value;
+}
+
+/// The second operand when either is not a number, at every level.
+TQ_INLINE F Min(F a, F b) {
+    return a < b ? a : b;
+}
+
+TQ_INLINE F Max(F a, F b) {
+    return a > b ? a : b;
+}
+
+TQ_INLINE F Abs(F value) {
+    return __builtin_fabsf(value);
+}
+
+TQ_INLINE F MultiplyAdd(F a, F b, F c) {
+    return a * b + c;
+}
+
+TQ_INLINE F MultiplySubtract(F a, F b, F c) {
+    return a * b - c;
+}
+
+TQ_INLINE F ToFloat(I value) {
+    return static_cast<float>(value);
+}
+
+TQ_INLINE I Truncate(F value) {
+    return static_cast<I>(static_cast<std::int64_t>(value));
+}
+
+TQ_INLINE I RoundToNearest(F value) {
+    return Truncate(value < 0 ? value - 0.5F : value + 0.5F);
+}
+
+TQ_INLINE F FloatFromBits(I bits) {
+    return Read<F>(&bits);
+}
+
+/// Stores clamp and truncate. A value that is not a number becomes 0.
+TQ_INLINE I CodeFromUnit(F value, float white) {
+    return Truncate(Min(Max(value, 0.0F), 1.0F) * white);
+}
+
+/// The division, not a product with the reciprocal, so that every code value survives load and truncating
+/// store.
+TQ_INLINE F UnitFromCode(I code, float white) {
+    return ToFloat(code) / white;
+}
+
+TQ_INLINE void LoadFloats(const unsigned char* source, F (&c)[4]) {
+    __builtin_memcpy(c, source, sizeof(c));
+}
+
+TQ_INLINE void StoreFloats(unsigned char* target, const F (&c)[4]) {
+    __builtin_memcpy(target, c, sizeof(c));
+}
+
+TQ_INLINE void LoadPairs(const unsigned char* source, I& first, I& second) {
+    first = Read<I>(source);
+    second = Read<I>(source + sizeof(I));
+}
+
+TQ_INLINE void StorePairs(unsigned char* target, I first, I second) {
+    Write(target, first);
+    Write(target + sizeof(I), second);
+}
+
+TQ_INLINE I LoadBytes(const unsigned char* source) {
+    return *source;
+}
+
+TQ_INLINE I LoadShorts(const unsigned char* source) {
+    return Read<std::uint16_t>(source);
+}
+
+TQ_INLINE void StoreBytes(unsigned char* target, I value) {
+    *target = static_cast<unsigned char>(value);
+}
+
+TQ_INLINE void StoreShorts(unsigned char* target, I value) {
+    Write(target, static_cast<std::uint16_t>(value));
+}
+
+/// A vector holds one row: nothing to interleave.
+template <int Bytes>
+TQ_INLINE void InterleaveRows(const F (&rows)[1], F (&columns)[1]) {
+    columns[0] = rows[0];
+}
+
+template <int Bytes>
+TQ_INLINE void SeparateRows(const F (&columns)[1], F (&rows)[1]) {
+    rows[0] = columns[0];
+}
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL

@@ -1,0 +1,112 @@
+#pragma once
+
+// Four lanes, for SSE2 and SSE4.1. See Vector.h.
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+using F = float __attribute__((vector_size(16)));
+using I = std::int32_t __attribute__((vector_size(16)));
+
+TQ_INLINE F Splat(float value) {
+    return _mm_set1_ps(value);
+}
+
+TQ_INLINE F Min(F a, F b) {
+    return _mm_min_ps(a, b);
+}
+
+TQ_INLINE F Max(F a, F b) {
+    return _mm_max_ps(a, b);
+}
+
+TQ_INLINE F MultiplyAdd(F a, F b, F c) {
+    return a * b + c;
+}
+
+TQ_INLINE F MultiplySubtract(F a, F b, F c) {
+    return a * b - c;
+}
+
+TQ_INLINE I RoundToNearest(F value) {
+    return reinterpret_cast<I>(_mm_cvtps_epi32(value));
+}
+
+/// Four pixels of four floats <-> one vector per channel.
+TQ_INLINE void LoadFloats(const unsigned char* source, F (&c)[4]) {
+    const F a = Read<F>(source);
+    const F b = Read<F>(source + 16);
+    const F d = Read<F>(source + 32);
+    const F e = Read<F>(source + 48);
+    const F ab01 = _mm_unpacklo_ps(a, b);
+    const F ab23 = _mm_unpackhi_ps(a, b);
+    const F de01 = _mm_unpacklo_ps(d, e);
+    const F de23 = _mm_unpackhi_ps(d, e);
+    c[0] = _mm_movelh_ps(ab01, de01);
+    c[1] = _mm_movehl_ps(de01, ab01);
+    c[2] = _mm_movelh_ps(ab23, de23);
+    c[3] = _mm_movehl_ps(de23, ab23);
+}
+
+TQ_INLINE void StoreFloats(unsigned char* target, const F (&c)[4]) {
+    const F low01 = _mm_unpacklo_ps(c[0], c[1]);
+    const F high01 = _mm_unpackhi_ps(c[0], c[1]);
+    const F low23 = _mm_unpacklo_ps(c[2], c[3]);
+    const F high23 = _mm_unpackhi_ps(c[2], c[3]);
+    Write<F>(target, _mm_movelh_ps(low01, low23));
+    Write<F>(target + 16, _mm_movehl_ps(low23, low01));
+    Write<F>(target + 32, _mm_movelh_ps(high01, high23));
+    Write<F>(target + 48, _mm_movehl_ps(high23, high01));
+}
+
+/// Four elements of two integers <-> the first and the second integers.
+TQ_INLINE void LoadPairs(const unsigned char* source, I& first, I& second) {
+    const F low = Read<F>(source);
+    const F high = Read<F>(source + 16);
+    first = reinterpret_cast<I>(_mm_shuffle_ps(low, high, 0x88));
+    second = reinterpret_cast<I>(_mm_shuffle_ps(low, high, 0xDD));
+}
+
+TQ_INLINE void StorePairs(unsigned char* target, I first, I second) {
+    const auto a = reinterpret_cast<__m128i>(first);
+    const auto b = reinterpret_cast<__m128i>(second);
+    Write(target, _mm_unpacklo_epi32(a, b));
+    Write(target + 16, _mm_unpackhi_epi32(a, b));
+}
+
+/// Four neighbouring unsigned samples; stores take values that fit.
+TQ_INLINE I LoadBytes(const unsigned char* source) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i bytes = _mm_cvtsi32_si128(Read<std::int32_t>(source));
+    return reinterpret_cast<I>(_mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero));
+}
+
+TQ_INLINE I LoadShorts(const unsigned char* source) {
+    const __m128i shorts = _mm_cvtsi64_si128(Read<std::int64_t>(source));
+    return reinterpret_cast<I>(_mm_unpacklo_epi16(shorts, _mm_setzero_si128()));
+}
+
+TQ_INLINE void StoreBytes(unsigned char* target, I value) {
+    const __m128i shorts = _mm_packs_epi32(reinterpret_cast<__m128i>(value), _mm_setzero_si128());
+    Write<std::int32_t>(target, _mm_cvtsi128_si32(_mm_packus_epi16(shorts, shorts)));
+}
+
+TQ_INLINE void StoreShorts(unsigned char* target, I value) {
+    // SSE2 packs signed values only: move the bits into that range first.
+    const __m128i asSigned = _mm_srai_epi32(_mm_slli_epi32(reinterpret_cast<__m128i>(value), 16), 16);
+    Write<std::int64_t>(target, _mm_cvtsi128_si64(_mm_packs_epi32(asSigned, asSigned)));
+}
+
+/// A vector holds one row: nothing to interleave.
+template <int Bytes>
+TQ_INLINE void InterleaveRows(const F (&rows)[1], F (&columns)[1]) {
+    columns[0] = rows[0];
+}
+
+template <int Bytes>
+TQ_INLINE void SeparateRows(const F (&columns)[1], F (&rows)[1]) {
+    rows[0] = columns[0];
+}
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL
