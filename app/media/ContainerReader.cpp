@@ -96,8 +96,8 @@ void ContainerReader::ScanPackets() {
         if (_packet->stream_index == _stream->index) {
             ++packets;
             if (!(_packet->flags & AV_PKT_FLAG_DISCARD)) {
-                _table.Add({_packet->pts, _packet->dts, (_packet->flags & AV_PKT_FLAG_KEY) != 0});
-                _lastDuration = _packet->duration > 0 ? _packet->duration : _lastDuration;
+                const bool isKey = (_packet->flags & AV_PKT_FLAG_KEY) != 0;
+                _table.Add({_packet->pts, _packet->dts, _packet->duration, isKey});
             }
         }
         av_packet_unref(_packet.get());
@@ -172,7 +172,8 @@ std::int64_t ContainerReader::TimeOf(std::int64_t frame) const {
     if (!_hasTimes) {
         return frame;
     }
-    return frame < _table.Count() ? _table.TimeOf(frame) : _table.TimeOf(_table.Count() - 1) + _lastDuration;
+    const std::int64_t usual = av_rescale_q(1, av_inv_q(_info.frameRate), _info.timeBase);
+    return frame < _table.Count() ? _table.TimeOf(frame) : _table.EndTime(usual);
 }
 
 void ContainerReader::Start(std::int64_t frame) {

@@ -40,7 +40,6 @@ class ContainerReader final : public VideoReader {
     FrameTable _table;
     bool _hasTimes = false;     // the table's times name the frames; otherwise they are counted
     std::int64_t _missing = 0;  // packets that the container promises and the file does not hold
-    std::int64_t _lastDuration = 1;
     std::int64_t _next = 0;
     std::int64_t _counted = 0;  // frames met so far, where they are counted
     bool _afterSeek = false;    // no frame from _next on was met since a seek

@@ -32,17 +32,18 @@ constexpr struct {
     {"prores_ks", "profile=auto:vendor=apl0", "profile=auto:vendor=apl0", false},
 };
 
-// Encoders to try, in order, by file type.
+// Encoders to try, in order, by file type: for YUV, and for red-green-blue or grey.
 const struct {
     const char* muxer;
     std::vector<const char*> encoders;
+    std::vector<const char*> directEncoders;
 } usualEncoders[] = {
-    {"mp4", {"libx264", "libx264rgb", "libx265"}},
-    {"mov", {"libx264", "libx265", "prores_ks", "png"}},
-    {"matroska", {"libx264", "libx265", "ffv1"}},
-    {"avi", {"libx264", "ffv1"}},
-    {"mpegts", {"libx264", "libx265"}},
-    {"webm", {"libvpx-vp9"}},
+    {"mp4", {"libx264", "libx265"}, {"libx264", "libx264rgb", "libx265"}},
+    {"mov", {"libx264", "libx265", "prores_ks"}, {"libx264", "png"}},
+    {"matroska", {"libx264", "libx265", "ffv1"}, {"ffv1"}},
+    {"avi", {"libx264", "ffv1"}, {"ffv1"}},
+    {"mpegts", {"libx264", "libx265"}, {"libx264"}},
+    {"webm", {"libvpx-vp9"}, {"libvpx-vp9"}},
 };
 
 // All that avcodec's comparison of pixel formats reports but a finer chroma grid.
@@ -199,11 +200,11 @@ EncoderChoice ChooseForImages(const VideoOutput& output) {
     return MakeChoice(codec, format, output);
 }
 
-std::vector<const AVCodec*> UsualEncoders(const AVOutputFormat* muxer) {
+std::vector<const AVCodec*> UsualEncoders(const AVOutputFormat* muxer, bool isDirect) {
     std::vector<const AVCodec*> codecs;
     for (const auto& row : usualEncoders) {
         if (std::string(muxer->name) == row.muxer) {
-            for (const char* name : row.encoders) {
+            for (const char* name : isDirect ? row.directEncoders : row.encoders) {
                 codecs.push_back(avcodec_find_encoder_by_name(name));
             }
         }
@@ -241,7 +242,7 @@ EncoderChoice ChooseEncoder(const VideoOutput& output, const AVOutputFormat* mux
     }
     FormatChoice last;
     const AVCodec* lastCodec = nullptr;
-    for (const AVCodec* codec : UsualEncoders(muxer)) {
+    for (const AVCodec* codec : UsualEncoders(muxer, IsDirect(output.format.pixelFormat))) {
         const FormatChoice format = ChooseFormat(*codec, output.format, false);
         if (format.loss == 0) {
             return MakeChoice(codec, format, output);

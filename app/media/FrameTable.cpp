@@ -36,6 +36,11 @@ std::optional<std::int64_t> FrameTable::FrameAt(std::int64_t time) const {
     return found - _packets.begin();
 }
 
+std::int64_t FrameTable::EndTime(std::int64_t usualDuration) const {
+    const Packet& last = _packets.back();
+    return last.presentationTime + (last.duration > 0 ? last.duration : usualDuration);
+}
+
 std::optional<std::int64_t> FrameTable::SeekTimeFor(std::int64_t frame) const {
     int keysMet = 0;
     for (std::int64_t i = frame; i >= 0; --i) {

@@ -13,6 +13,7 @@ class FrameTable {
     struct Packet {
         std::int64_t presentationTime;
         std::int64_t decodingTime;
+        std::int64_t duration;  // 0 when the container does not say
         bool isKey;
     };
 
@@ -27,6 +28,8 @@ class FrameTable {
     std::int64_t TimeOf(std::int64_t frame) const {
         return _packets[static_cast<std::size_t>(frame)].presentationTime;
     }
+    /// When the last frame ends; `usualDuration` stands in where its own is unknown.
+    std::int64_t EndTime(std::int64_t usualDuration) const;
     /// Index of the frame shown from exactly this time.
     std::optional<std::int64_t> FrameAt(std::int64_t time) const;
     /// Where to begin so that `frame` comes out whole: the decoding time of the key frame before the last one

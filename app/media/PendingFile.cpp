@@ -11,8 +11,9 @@ namespace TQ::App {
 namespace fs = std::filesystem;
 
 fs::path TemporaryNameFor(const fs::path& final) {
-    return final.parent_path() / ("." + final.stem().string() + ".steadylux-" +
-                                  std::to_string(Platform::ProcessId()) + final.extension().string());
+    std::string name = ".";
+    name += final.stem().string() + ".steadylux-" + std::to_string(Platform::ProcessId());
+    return final.parent_path() / (name + final.extension().string());
 }
 
 void CheckOutput(const fs::path& final, bool overwrite) {

@@ -58,6 +58,7 @@ PixelConverter::PixelConverter(AVPixelFormat format, int width, int height, cons
       _colour(colour),
       _direct(IsDirect(_format)),
       _nativeDepth(DepthOf(_format)) {
+    QuietFFmpeg();
     if (IsFullRangeFormat(format)) {
         _colour.range = AVCOL_RANGE_JPEG;
     }

@@ -14,9 +14,14 @@ bool IsForeignByteOrder(const AVPixFmtDescriptor& layout) {
     return bigEndian != (std::endian::native == std::endian::big);
 }
 
-// Whole bytes at a regular step: all but bit fields and palettes, which libavutil reads sample by sample.
+// Whole bytes at a regular step: all but bit fields, which libavutil reads sample by sample.
 bool IsRegular(const AVPixFmtDescriptor& layout, const AVComponentDescriptor& component) {
-    return !(layout.flags & (AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BITSTREAM)) && component.shift == 0 &&
+    for (int i = 0; i < layout.nb_components; ++i) {
+        if (layout.comp[i].shift != 0) {
+            return false;
+        }
+    }
+    return !(layout.flags & AV_PIX_FMT_FLAG_BITSTREAM) &&
            (component.depth == 8 || (component.depth >= 9 && component.depth <= 16) || component.depth == 32);
 }
 
@@ -119,16 +124,27 @@ void PackRegular(const Picture& picture, int channel, const AVPixFmtDescriptor& 
     }
 }
 
-// Bit fields and palettes; 8 or 16-bit pictures only.
+// Entries hold alpha, red, green and blue from the highest byte down, in the machine's order.
+void UnpackPalette(const AVFrame& samples, Picture& picture, int channel) {
+    const int shift = channel == 3 ? 24 : 16 - 8 * channel;
+    for (int y = 0; y < picture.Height(); ++y) {
+        const std::uint8_t* source = samples.data[0] + static_cast<std::ptrdiff_t>(y) * samples.linesize[0];
+        for (int x = 0; x < picture.Width(); ++x) {
+            const std::uint32_t entry = Load<std::uint32_t, false>(samples.data[1] + 4 * source[x]);
+            picture.Row(y)[4 * x + channel] = static_cast<std::uint8_t>(entry >> shift);
+        }
+    }
+}
+
+// Bit fields; 8 or 16-bit pictures only.
 void UnpackIrregular(const AVFrame& samples, const AVPixFmtDescriptor& layout, int component,
                      Picture& picture, int channel) {
-    const bool palette = (layout.flags & AV_PIX_FMT_FLAG_PAL) != 0;
-    const int depth = palette ? 8 : layout.comp[component].depth;
+    const int depth = layout.comp[component].depth;
     std::vector<std::uint32_t> line(static_cast<std::size_t>(picture.Width()));
     const std::uint8_t* planes[4] = {samples.data[0], samples.data[1], samples.data[2], samples.data[3]};
     for (int y = 0; y < picture.Height(); ++y) {
         av_read_image_line2(line.data(), planes, samples.linesize, &layout, 0, y, component, picture.Width(),
-                            palette, sizeof(std::uint32_t));
+                            0, sizeof(std::uint32_t));
         for (int x = 0; x < picture.Width(); ++x) {
             const std::uint32_t value = line[static_cast<std::size_t>(x)];
             if (picture.Depth() == SampleDepth::Byte) {
@@ -191,7 +207,9 @@ int ComponentOf(const AVPixFmtDescriptor& layout, int channel) {
 
 void UnpackComponent(const AVFrame& samples, const AVPixFmtDescriptor& layout, int component,
                      Picture& picture, int channel) {
-    if ((layout.flags & AV_PIX_FMT_FLAG_PAL) || !IsRegular(layout, layout.comp[component])) {
+    if (layout.flags & AV_PIX_FMT_FLAG_PAL) {
+        UnpackPalette(samples, picture, channel);
+    } else if (!IsRegular(layout, layout.comp[component])) {
         UnpackIrregular(samples, layout, component, picture, channel);
     } else if (picture.Depth() == SampleDepth::Byte) {
         UnpackRegular<std::uint8_t>(samples, layout, component, picture, channel);
