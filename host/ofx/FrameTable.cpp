@@ -21,8 +21,7 @@ std::string TimeAsText(double time) {
 
 }  // namespace
 
-// --- FrameTable
-// ---------------------------------------------------------------------------------------------------
+// --- FrameTable ----------------------------------------------------------------------------------
 
 FrameTable::FrameTable(Host& effect, Layer& source, std::vector<ExtraFrame> slots, double time)
     : _effect(&effect), _source(&source), _time(time) {
@@ -92,8 +91,7 @@ void FrameTable::CheckFits(const Entry& entry) const {
     }
 }
 
-// --- FilterLayerWrapper
-// -------------------------------------------------------------------------------------------
+// --- FilterLayerWrapper --------------------------------------------------------------------------
 
 FilterLayerWrapper::FilterLayerWrapper(Layer& layer)
     : _layer(std::make_unique<IP::Layer>(std::make_unique<LayerWrapper>(layer))), _record(&layer) {
@@ -103,8 +101,11 @@ bool FilterLayerWrapper::IsEqual(const IP::FilterBase& other) const {
     return IsSameType(other) && static_cast<const FilterLayerWrapper&>(other)._record == _record;
 }
 
-// --- FilterHostLayer
-// ----------------------------------------------------------------------------------------------
+void FilterLayerWrapper::RunHost(IP::Host&, IP::Layer& output, const std::vector<IP::Layer*>&) {
+    output.CopyFrom(*_layer);
+}
+
+// --- FilterHostLayer -----------------------------------------------------------------------------
 
 FilterHostLayer::FilterHostLayer(FrameTable& table, std::size_t slot) : _table(&table), _slot(slot) {
     // Every frame of the window has the format of the current one.
@@ -162,6 +163,12 @@ bool FilterHostLayer::IsLastUse() const {
 
 std::uint64_t FilterHostLayer::MemoryNeeded(const IP::GPGPUContext* context) const {
     return _layer || _table->FetchedLayer(_slot) != nullptr ? 0 : FilterBase::MemoryNeeded(context);
+}
+
+void FilterHostLayer::RunHost(IP::Host&, IP::Layer& output, const std::vector<IP::Layer*>&) {
+    if (_layer) {
+        output.CopyFrom(*_layer);
+    }
 }
 
 }  // namespace TQ::Host::OFX

@@ -72,6 +72,7 @@ class FilterLayerWrapper : public IP::FilterBase {
     IP::Layer* GetLayer() override { return _layer.get(); }
     int ProgressSteps() const override { return 0; }
     std::uint64_t MemoryNeeded(const IP::GPGPUContext*) const override { return 0; }
+    void RunHost(IP::Host& host, IP::Layer& output, const std::vector<IP::Layer*>& inputLayers) override;
 
   private:
     std::unique_ptr<IP::Layer> _layer;
@@ -101,6 +102,7 @@ class FilterHostLayer : public IP::FilterBase {
     bool IsLastUse() const override;
     int ProgressSteps() const override { return 0; }
     std::uint64_t MemoryNeeded(const IP::GPGPUContext* context) const override;
+    void RunHost(IP::Host& host, IP::Layer& output, const std::vector<IP::Layer*>& inputLayers) override;
 
   private:
     FrameTable* _table;

@@ -48,8 +48,7 @@ Host::~Host() {
     endProgress();
 }
 
-// --- Start of a call
-// ----------------------------------------------------------------------------------------------
+// --- Start of a call -----------------------------------------------------------------------------
 
 void Host::init(OfxHost* application, const void* handle, OfxPropertySetHandle in, OfxPropertySetHandle out) {
     host = application;
@@ -92,8 +91,7 @@ void Host::fetchSuites() {
     }
 }
 
-// --- What the call is about
-// ---------------------------------------------------------------------------------------
+// --- What the call is about ----------------------------------------------------------------------
 
 PropertySet Host::effectProperties() const {
     OfxPropertySetHandle properties = nullptr;
@@ -172,8 +170,7 @@ OfxRectD Host::toCanonical(const IP::Bounds& bounds, const Clip& clip) const {
             ScaleToCanonical(bounds.y2, y)};
 }
 
-// --- Messages
-// -----------------------------------------------------------------------------------------------------
+// --- Messages ------------------------------------------------------------------------------------
 
 namespace {
 
@@ -232,8 +229,7 @@ MessageAnswer Host::postMessage(const std::string& text, unsigned flags) {
     }
 }
 
-// --- Progress and abort
-// -------------------------------------------------------------------------------------------
+// --- Progress and abort --------------------------------------------------------------------------
 
 void Host::checkInterrupted() {
     if (!isInterrupted() && effectSuite->abort(effectHandle) != 0) {
@@ -276,8 +272,7 @@ void Host::endProgress() noexcept {
     }
 }
 
-// --- Devices and help
-// ---------------------------------------------------------------------------------------------
+// --- Devices and help ----------------------------------------------------------------------------
 
 void Host::readRenderDeviceProps() {
     struct Device {
@@ -310,8 +305,7 @@ void Host::invokeHelp() {
     }
 }
 
-// --- Defaults of an effect
-// ----------------------------------------------------------------------------------------
+// --- Defaults of an effect -----------------------------------------------------------------------
 
 std::unique_ptr<Parameters> Host::createParameters() {
     return std::make_unique<Parameters>(*this);

@@ -52,8 +52,7 @@ void Trampoline(unsigned int threadIndex, unsigned int threadMax, void* customAr
 
 }  // namespace
 
-// --- LayerWrapper
-// -------------------------------------------------------------------------------------------------
+// --- LayerWrapper --------------------------------------------------------------------------------
 
 LayerWrapper::LayerWrapper(Host& host) : _own(host), _layer(&_own) {
     SyncFields();
@@ -165,8 +164,7 @@ bool LayerWrapper::GetChannelIndices(std::int32_t indices[4]) const {
     return true;
 }
 
-// --- ConstHostWrapper
-// ---------------------------------------------------------------------------------------------
+// --- ConstHostWrapper ----------------------------------------------------------------------------
 
 std::unique_ptr<IP::LayerImplement> ConstHostWrapper::NewEmptyLayer() {
     return std::make_unique<LayerWrapper>(*_effect);
@@ -184,8 +182,7 @@ void ConstHostWrapper::ParallelFor(IP::BandFunction function, void* argument, in
     function(0, 1, 0, argument);
 }
 
-// --- HostWrapper
-// --------------------------------------------------------------------------------------------------
+// --- HostWrapper ---------------------------------------------------------------------------------
 
 HostWrapper::HostWrapper(OFX::Host& effect)
     : ConstHostWrapper(effect), _renderThread(std::this_thread::get_id()) {

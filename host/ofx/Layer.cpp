@@ -58,8 +58,7 @@ const Row* FindRow(const Row (&table)[count], const std::string& name) {
 
 }  // namespace
 
-// --- ClipImage
-// ----------------------------------------------------------------------------------------------------
+// --- ClipImage -----------------------------------------------------------------------------------
 
 ClipImage::ClipImage(ClipImage&& other) noexcept
     : _suite(other._suite), _image(std::exchange(other._image, nullptr)) {
@@ -80,8 +79,7 @@ void ClipImage::Release() noexcept {
     }
 }
 
-// --- HostMemory
-// ---------------------------------------------------------------------------------------------------
+// --- HostMemory ----------------------------------------------------------------------------------
 
 HostMemory::HostMemory(Host& host)
     : _effectHandle(host.effectHandle),
@@ -159,8 +157,7 @@ void HostMemory::Free() noexcept {
     _size = 0;
 }
 
-// --- Layer
-// --------------------------------------------------------------------------------------------------------
+// --- Layer ---------------------------------------------------------------------------------------
 
 Layer::Layer(Host& host) : owner(&host), memory(host) {
 }

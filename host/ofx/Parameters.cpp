@@ -54,8 +54,7 @@ bool Parameters::isTypeSaved(ParameterType type) const {
     return type != ParameterType::Path && Param::Parameters::isTypeSaved(type);
 }
 
-// --- Names
-// --------------------------------------------------------------------------------------------------------
+// --- Names ---------------------------------------------------------------------------------------
 
 void Parameters::buildScriptNames() {
     std::vector<std::string> names;
@@ -96,8 +95,7 @@ const char* Parameters::hintOf(std::size_t index) const {
     return row == nullptr ? nullptr : row->hint;
 }
 
-// --- The host's values
-// --------------------------------------------------------------------------------------------
+// --- The host's values ---------------------------------------------------------------------------
 
 OfxParamHandle Parameters::handleOf(std::size_t index, OfxPropertySetHandle* properties) {
     OfxParamSetHandle set = nullptr;
