@@ -3,7 +3,7 @@
 #include <array>
 
 #include "ip/Filter.h"
-#include "ip/kernels/KernelParameters.h"
+#include "ip/filters/GaussCoefficients.h"
 
 namespace TQ::IP {
 
@@ -47,18 +47,20 @@ class GaussianBlurFilter : public FilterSeparable {
     void RunHostColumns(const Bounds& columns, int threadIndex) override;
 
   private:
-    void CheckLayers(const Layer& target, const Layer& input, const Bounds& view) const;
-    void RunPasses(Host& runHost, Layer& target, Layer& source);
-    void RunColumns(Host& runHost, Layer& target, Layer& rowsDone, Layer& source);
-    void ConvertToSigned(Host& runHost, Layer& target, Layer& rowsDone);
+    /// The part of the input that is read: no line of the blur goes beyond it.
+    Bounds InputView(const Layer& target, const Layer& source) const;
+    void CheckLayers(const Layer& target, const Layer& source) const;
+    void RunRows(Host& runHost, Layer& target, Layer& view);
+    void RunColumns(Host& runHost, Layer& target, Layer& lines, Layer& source);
+    void RunRowsOnly(Host& runHost, Layer& target, Layer& view);
 
     BlurSigma _sigma;
     int _orderX;
     int _orderY;
     bool _highPass;
-    // Set for the duration of one run.
-    GaussParameters _rowParameters{};
-    GaussParameters _columnParameters{};
+    // Set by each run, before its bands start.
+    GaussCoefficients _alongX;
+    GaussCoefficients _alongY;
 };
 
 }  // namespace TQ::IP

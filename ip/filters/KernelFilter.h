@@ -8,9 +8,8 @@ namespace TQ::IP {
 
 /// What kind of image a kernel reads or writes at one place.
 enum class LayerKind {
-    Picture,      ///< in the pixel format that the kernel is chosen by
-    Accumulator,  ///< four 32-bit float channels: colour is the sum of weight * colour, alpha the sum of
-                  ///< weights
+    Picture,  ///< in the pixel format that the kernel is chosen by
+    Float,    ///< four 32-bit float channels: accumulators and signed pictures
 };
 
 /// One kernel as a filter uses it: the row of a filter's table.
@@ -30,11 +29,11 @@ struct KernelUse {
 class KernelFilter : public Filter {
   public:
     const char* GetName() const override { return Use().name; }
-    /// Accumulator kernels write 32-bit float with four channels, whatever input 0 has.
+    /// Four-channel 32-bit float where the kernel writes that, else that of input 0.
     PixelFormat AdjustFormat(const PixelFormat& inputFormat) const override;
-    /// Accumulator inputs are asked for 32-bit float with four channels, all others for `wanted`.
+    /// Float inputs are asked for four-channel 32-bit float, pictures for the format that the kernel is
+    /// chosen by.
     PixelFormat GetInputFormat(const PixelFormat& wanted, int input) const override;
-    /// Float for accumulators, converted for all others.
     PixelAccess InputAccess(int input) const override;
     /// Throws TQ::Exception when the format of a layer does not fit the kernel, or when an input does not
     /// cover what the kernel reads of it.
@@ -50,11 +49,12 @@ class KernelFilter : public Filter {
 
   private:
     LayerKind KindOf(int input) const;
-    void CheckLayer(const Layer& layer, LayerKind kind, const Layer& formatLayer) const;
+    const Layer& FormatLayer(const Layer& target, const std::vector<Layer*>& layers) const;
 };
 
-/// The instance that kernels exist in for `layer`. Throws TQ::Exception, with `filterName` as its title, when
-/// there is none: half floats, fewer or more than four channels, no pixels.
-KernelFormat RequireKernelFormat(const Layer& layer, const char* filterName);
+/// Throws TQ::Exception, with `filterName` as its title, unless kernels exist for the format of `layer` (not
+/// for half floats, other than four channels, no pixels) and it is of `kind` beside `formatLayer`, by whose
+/// format the kernel is chosen.
+void CheckLayer(const Layer& layer, LayerKind kind, const Layer& formatLayer, const char* filterName);
 
 }  // namespace TQ::IP
