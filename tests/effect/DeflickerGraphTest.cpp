@@ -149,11 +149,12 @@ Image Expected(const std::map<int, Image>& clip, const DeflickerSettings& settin
 /// A clip of frames in memory around the current one.
 class Clip : public ExtraFrames {
   public:
-    Clip(Test::MemoryHost& host, const std::map<int, Image>& clip, int radius, int bits) : _radius(radius) {
+    Clip(TQ::Test::MemoryHost& host, const std::map<int, Image>& clip, int radius, int bits)
+        : _radius(radius) {
         const double white = bits == 8 ? 255.0 : (bits == 16 ? 65535.0 : 1.0);
         for (const auto& [offset, image] : clip) {
-            auto layer = Test::MakeLayer(host, bounds, bits);
-            Test::FillLayer(*layer, [&](int x, int y, int c) {
+            auto layer = TQ::Test::MakeLayer(host, bounds, bits);
+            TQ::Test::FillLayer(*layer, [&](int x, int y, int c) {
                 const double value = image.Get(x, y, c) * white;
                 return bits == 32 ? value : std::round(std::min(value, white));
             });
@@ -185,9 +186,9 @@ DeflickerSettings SettingsFor(double sensitivity, int radius, double threshold, 
     return DeriveSettings(values, 1.0F, 1.0F);
 }
 
-std::shared_ptr<IP::Layer> Render(Test::MemoryHost& host, Clip& clip, const DeflickerSettings& settings,
+std::shared_ptr<IP::Layer> Render(TQ::Test::MemoryHost& host, Clip& clip, const DeflickerSettings& settings,
                                   int bits) {
-    auto output = Test::MakeLayer(host, bounds, bits);
+    auto output = TQ::Test::MakeLayer(host, bounds, bits);
     IP::RenderGraph(BuildDeflickerGraph(settings, clip.Leaf(0), clip), host, output);
     return output;
 }
@@ -207,7 +208,7 @@ void ExpectNear(const IP::Layer& layer, const Image& expected, double white, dou
             for (int c = 0; c < 4; ++c) {
                 const double wanted =
                     std::clamp(expected.Get(x, y, c), white > 1 ? 0.0 : -9.0, white > 1 ? 1.0 : 9.0);
-                worst = std::max(worst, std::abs(Test::GetValue(layer, x, y, c) / white - wanted));
+                worst = std::max(worst, std::abs(TQ::Test::GetValue(layer, x, y, c) / white - wanted));
             }
         }
     }
@@ -229,7 +230,7 @@ TEST_P(DeflickerGraph, rendersTheFormulaInFloatAndInIntegers) {
     const std::map<int, Image> frames = FramesAt(row.offsets);
     const DeflickerSettings settings = SettingsFor(row.sensitivity, 3, row.threshold, row.detect);
     const Image expected = Expected(frames, settings);
-    Test::MemoryHost host(2);
+    TQ::Test::MemoryHost host(2);
     Clip floatClip(host, frames, 3, 32);
     ExpectNear(*Render(host, floatClip, settings, 32), expected, 1.0, 2e-4);
     Clip shortClip(host, frames, 3, 16);
@@ -249,19 +250,19 @@ INSTANTIATE_TEST_SUITE_P(Settings, DeflickerGraph,
                                          Case{"lastFrame", 2, 100, detectFast, {-3, -2, -1, 0}},
                                          Case{"lastFrameUnmasked", 2, 100, detectOff, {-3, -2, -1, 0}},
                                          Case{"nearEnds", 2, 100, detectFast, {-1, 0, 1, 2}}),
-                         [](const testing::TestParamInfo<Case>& info) {
-                             return std::string(info.param.name);
+                         [](const testing::TestParamInfo<Case>& row) {
+                             return std::string(row.param.name);
                          });
 
 TEST(DeflickerGraphEnds, aClipOfOneFrameComesOutAsItWent) {
-    Test::MemoryHost host;
+    TQ::Test::MemoryHost host;
     Clip clip(host, FramesAt({0}), 8, 32);
     const auto output = Render(host, clip, SettingsFor(3, 8, 100, detectFast), 32);
     ExpectNear(*output, Frame(0), 1.0, 1e-5);
 }
 
 TEST(DeflickerGraphEnds, showMaskShowsTheFirstFrameThatExists) {
-    Test::MemoryHost host;
+    TQ::Test::MemoryHost host;
     DeflickerSettings settings = SettingsFor(3, 8, 100, detectFast);
     settings.render = renderMask;
     // One slot on each side; only the next frame exists.
@@ -282,7 +283,7 @@ TEST(DeflickerGraphEnds, bytesDoNotDependOnTheThreadsAndMemoryStaysAtAFewImages)
     const DeflickerSettings settings = SettingsFor(3, 8, 100, detectFast);
     std::vector<std::vector<double>> results;
     for (const int threads : {1, 2, 5}) {
-        Test::MemoryHost host(threads);
+        TQ::Test::MemoryHost host(threads);
         Clip clip(host, FramesAt(offsets), 8, 8);
         const std::int64_t held = host.counters->bytes;
         host.counters->ResetPeak();
@@ -292,7 +293,7 @@ TEST(DeflickerGraphEnds, bytesDoNotDependOnTheThreadsAndMemoryStaysAtAFewImages)
         EXPECT_LE(host.counters->peakBytes - held, 6 * accumulator);
         std::vector<double> values;
         for (int i = 0; i < width * height * 4; ++i) {
-            values.push_back(Test::GetValue(*output, i / 4 % width, i / 4 / width, i % 4));
+            values.push_back(TQ::Test::GetValue(*output, i / 4 % width, i / 4 / width, i % 4));
         }
         results.push_back(values);
     }
