@@ -107,6 +107,9 @@ Bounds GaussianBlurFilter::InputView(const Layer& target, const Layer& source) c
 }
 
 void GaussianBlurFilter::CheckLayers(const Layer& target, const Layer& source) const {
+    if (_orderX != 0 || _orderY != 0) {
+        throw Exception(GetName(), "Derivatives of the blur cannot be rendered.");
+    }
     CheckLayer(source, LayerKind::Picture, source, GetName());
     CheckLayer(target, _highPass ? LayerKind::Float : LayerKind::Picture, source, GetName());
     if (!Contains(InputView(target, source), target.Bounds())) {

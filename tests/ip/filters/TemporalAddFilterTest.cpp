@@ -1,9 +1,8 @@
 #include "ip/filters/TemporalAddFilter.h"
 
-#include <cstring>
-
 #include "ip/filters/DetectMotionFilter.h"
 #include "ip/filters/FilterTest.h"
+#include "ip/filters/SolidFilter.h"
 #include "ip/filters/TemporalUnmultFilter.h"
 
 namespace TQ::Test {
@@ -15,10 +14,11 @@ using IP::TemporalUnmultFilter;
 
 constexpr IP::Bounds area{-3, 5, 30, 24};
 
-INSTANTIATE_TEST_SUITE_P(TemporalAdd, EveryFormat,
+using TemporalSum = EveryFormat;
+INSTANTIATE_TEST_SUITE_P(Formats, TemporalSum,
                          testing::Values(byteFormat, shortFormat, short32768Format, floatFormat), FormatName);
 
-TEST_P(EveryFormat, SumDividedByItsWeightIsTheWeightedMean) {
+TEST_P(TemporalSum, DividedByItsWeightIsTheWeightedMean) {
     FilterBench bench(GetParam());
     const float weights[] = {0.1F, 0.3F, 0.55F, 0.7F};
     std::vector<LayerHandle> frames;
@@ -124,8 +124,10 @@ TEST(TemporalAddFilter, StaysUnfusedWhenTheMaskComparesSomethingElse) {
 
 TEST(TemporalAddFilter, MergesTwoSumsByTheAlphaOfTheMask) {
     FilterBench bench(shortFormat);
-    const LayerHandle frame = bench.Picture(area, [](int x, int y, int channel) { return Noise(x, y, channel, 1); });
-    const LayerHandle mask = bench.Picture(area, [](int x, int y, int channel) { return Noise(x, y, channel, 2); });
+    const LayerHandle frame =
+        bench.Picture(area, [](int x, int y, int channel) { return Noise(x, y, channel, 1); });
+    const LayerHandle mask =
+        bench.Picture(area, [](int x, int y, int channel) { return Noise(x, y, channel, 2); });
     const auto first = std::make_shared<TemporalAddFilter>(FilterBench::Leaf(frame), 0.5F);
     const auto second = std::make_shared<TemporalAddFilter>(FilterBench::Leaf(frame), 2.0F);
     const auto both =
@@ -136,6 +138,15 @@ TEST(TemporalAddFilter, MergesTwoSumsByTheAlphaOfTheMask) {
         return value * (0.5 * 0.25 + 2.0 * bench.At(mask, x, y, 3));
     };
     EXPECT_LE(bench.Error(bench.Render(both, area, 32), expected), 1e-6);
+}
+
+TEST(TemporalAddFilter, TakesAGeneratorAsMask) {
+    FilterBench bench(byteFormat);
+    const auto frame = bench.Leaf(area, [](int, int, int) { return 1.0; });
+    const auto sum = std::make_shared<IP::TemporalAddFilter>(frame, 0.5F);
+    const auto all = std::make_shared<IP::SolidFilter>(1.0F, 1.0F, 1.0F);
+    const auto next = std::make_shared<IP::TemporalAddFilter>(frame, sum, all, 0.25F, true);
+    EXPECT_LE(bench.Error(bench.Render(next, area, 32), [](int, int, int) { return 0.75; }), 1e-7);
 }
 
 }  // namespace
