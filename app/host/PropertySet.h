@@ -58,6 +58,7 @@ class PropertySet : public HandleOwner<PropertySet, OfxPropertySetHandle> {
   public:
     PropertySet() = default;
     explicit PropertySet(std::span<const PropertyRow> rows) { Define(rows); }
+    virtual ~PropertySet() = default;
 
     void Define(std::span<const PropertyRow> rows);
     void Define(const PropertyRow& row);
