@@ -11,6 +11,7 @@ class ContainerReader final : public VideoReader {
     ContainerReader(const std::filesystem::path& path, std::function<bool()> interrupted);
 
     std::int64_t TimeOf(std::int64_t frame) const override;
+    std::filesystem::path FileOf(std::int64_t) const override { return _path; }
     void Start(std::int64_t frame) override;
     std::optional<VideoFrame> Next() override;
 

@@ -15,12 +15,12 @@ class SequenceReader final : public VideoReader {
     explicit SequenceReader(const std::filesystem::path& image);
 
     std::int64_t TimeOf(std::int64_t frame) const override { return frame; }
+    std::filesystem::path FileOf(std::int64_t frame) const override;
     void Start(std::int64_t frame) override { _next = frame; }
     std::optional<VideoFrame> Next() override;
 
   private:
     void DescribeFrom(const AVFrame& first);
-    std::filesystem::path FileOf(std::int64_t frame) const;
     FramePointer Decode(const std::filesystem::path& file) const;
 
     std::optional<SequencePattern> _pattern;

@@ -24,6 +24,8 @@ class VideoReader {
     const VideoInfo& Info() const { return _info; }
     /// Time of a frame of [0, frameCount]; that of frameCount is the end of the last one.
     virtual std::int64_t TimeOf(std::int64_t frame) const = 0;
+    /// The file that a frame comes from.
+    virtual std::filesystem::path FileOf(std::int64_t frame) const = 0;
     /// The next call of Next() gives this frame of [0, frameCount). The frames are those that decoding from
     /// the beginning gives. A new reader stands at frame 0.
     virtual void Start(std::int64_t frame) = 0;
