@@ -169,7 +169,8 @@ void FilterBase::SetRegion(const Bounds& wanted, const PixelFormat& wantedFormat
     region = IsEmpty(region) ? wanted : Extend(region, wanted);
     requestedRegion = region;
     for (int i = 0; i < static_cast<int>(inputs.size()); ++i) {
-        inputs[static_cast<std::size_t>(i)]->SetRegion(GetInputRegion(region, i), GetInputFormat(format, i));
+        inputs[static_cast<std::size_t>(i)]->SetRegion(GetInputRegion(region, i),
+                                                       GetInputFormat(wantedFormat, i));
     }
 }
 

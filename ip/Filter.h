@@ -89,7 +89,8 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     virtual bool AcceptsFormat(const PixelFormat& wanted) const;
     /// Stores `wanted` when accepted, GetFormat() otherwise.
     virtual void SetFormat(const PixelFormat& wanted);
-    /// Asks for `wanted` in addition to all regions asked before, and passes the need on to the inputs.
+    /// Asks for `wanted` in addition to all regions asked before, and passes the need on to the inputs. The
+    /// wanted format goes on to them too, so that it reaches the sources that can take any.
     virtual void SetRegion(const Bounds& wanted, const PixelFormat& wantedFormat);
     /// Called on every filter after the regions of the graph are known.
     virtual void AfterRegions();

@@ -111,6 +111,57 @@ TEST(Render, RefusesALeafThatCoversLessThanItsConsumerReads) {
     EXPECT_THROW(RenderGraph(std::make_shared<Sum>(large, small), host, output), Exception);
 }
 
+TEST(Render, ASourceWithoutAFormatTakesThatOfTheOutput) {
+    class Constant : public AddConstant {
+      public:
+        Constant() : AddConstant(nullptr, 7) {}
+        const char* GetName() const override { return "constant"; }
+
+      protected:
+        double Sample(int, int, int) const override { return value; }
+    };
+    MemoryHost host;
+    host.style.shortWhite = 32768;
+    const auto source = std::make_shared<Source>(host, frame, 16);
+    const auto output = MakeLayer(host, frame, 16);
+    const auto constant = std::make_shared<Constant>();
+    RenderGraph(std::make_shared<Sum>(Add(constant, 1), source), host, output);
+    EXPECT_EQ(constant->format, FormatOfLayer(*output));
+    EXPECT_EQ(GetValue(*output, 90, 60, 3), 8 + Source::Value(90, 60, 3));
+}
+
+/// A leaf whose picture comes when it is first needed and goes after the last consumer.
+class LazySource : public IP::FilterBase {
+  public:
+    explicit LazySource(MemoryHost& memory) : _memory(memory) {}
+    const char* GetName() const override { return "lazy"; }
+    bool IsEqual(const FilterBase& other) const override { return this == &other; }
+    Bounds GetBounds() const override { return frame; }
+    int ProgressSteps() const override { return 0; }
+    void PrepareRender(IP::Host&) override {
+        if (!_picture) {
+            ++fetches;
+            served = 0;
+            _picture = MakeLayer(_memory, frame, 8);
+            FillLayer(*_picture, Source::Value);
+        }
+    }
+    IP::Layer* GetLayer() override { return _picture.get(); }
+    void AfterInputUse() override {
+        if (++served == consumers.size()) {
+            changed |= GetValue(*_picture, 8, 8, 1) != Source::Value(8, 8, 1);
+            _picture.reset();
+        }
+    }
+    int fetches = 0;
+    bool changed = false;  ///< somebody wrote to the picture
+    std::size_t served = 0;
+
+  private:
+    MemoryHost& _memory;
+    std::shared_ptr<IP::Layer> _picture;
+};
+
 std::shared_ptr<AddConstant> InPlace(const Handle& input, double value) {
     auto filter = Add(input, value);
     filter->inPlace = true;
@@ -135,6 +186,21 @@ TEST(InPlace, WritesOverOwnPixelsOnlyAndNeverOverSharedOnes) {
     ExpectRendered(host, sink,
                    [](int x, int y, int position) { return 2 * Source::Value(x, y, position) + 27; });
     EXPECT_LE(host.counters->peakBytes - before, 4 * imageBytes) << "output, shared, two branches";
+}
+
+TEST(InPlace, DoesNotLoseWhatIsReadBeyondTheOutputNorTouchALateLeaf) {
+    MemoryHost host;
+    const auto source = std::make_shared<Source>(host, frame);
+    const auto wide = InPlace(Add(source, 1), 2);
+    wide->margin = 3;
+    const auto expected = [](int x, int y, int position) { return Source::Value(x, y, position) + 3; };
+    ExpectRendered(host, wide, expected, {20, 20, 60, 50});
+
+    const auto lazy = std::make_shared<LazySource>(host);
+    ExpectRendered(host, std::make_shared<Sum>(InPlace(lazy, 3), Add(source, 1)),
+                   [](int x, int y, int position) { return 2 * Source::Value(x, y, position) + 4; });
+    EXPECT_EQ(lazy->fetches, 1);
+    EXPECT_FALSE(lazy->changed);
 }
 
 TEST(Memory, OfAChainStaysAtTwoImagesAndTheOutput) {
@@ -166,36 +232,6 @@ TEST(Memory, TheInputThatNeedsMostIsRenderedFirst) {
     EXPECT_EQ(IP::InputOrder(*sink).front(), 1U);
     EXPECT_EQ(sink->peakMemory, 3U * imageBytes);
 }
-
-/// A leaf whose picture comes when it is first needed and goes after the last consumer.
-class LazySource : public IP::FilterBase {
-  public:
-    explicit LazySource(MemoryHost& memory) : _memory(memory) {}
-    const char* GetName() const override { return "lazy"; }
-    bool IsEqual(const FilterBase& other) const override { return this == &other; }
-    Bounds GetBounds() const override { return frame; }
-    int ProgressSteps() const override { return 0; }
-    void PrepareRender(IP::Host&) override {
-        if (!_picture) {
-            ++fetches;
-            served = 0;
-            _picture = MakeLayer(_memory, frame, 8);
-            FillLayer(*_picture, Source::Value);
-        }
-    }
-    IP::Layer* GetLayer() override { return _picture.get(); }
-    void AfterInputUse() override {
-        if (++served == consumers.size()) {
-            _picture.reset();
-        }
-    }
-    int fetches = 0;
-    std::size_t served = 0;
-
-  private:
-    MemoryHost& _memory;
-    std::shared_ptr<IP::Layer> _picture;
-};
 
 TEST(LazyLeaves, AreFetchedOnceAndOneByOne) {
     MemoryHost host;
