@@ -137,7 +137,7 @@ void EffectInstance::SetParameter(std::string_view name, std::string_view text) 
         std::string names;
         for (const auto& known : object.Parameters().All()) {
             if (known->Type().kind != ValueKind::None) {
-                names += (names.empty() ? "" : ", ") + known->Name();
+                names.append(names.empty() ? "" : ", ").append(known->Name());
             }
         }
         throw HostError(fmt::format("there is no parameter \"{}\"; {} has {}", name, _state->plugin->Label(),

@@ -110,7 +110,7 @@ std::string FailureText(const std::string& plugin, const std::string& purpose, O
     std::string reason;
     for (const HostMessage& message : messages) {
         if (message.kind != "log" && !message.text.empty()) {
-            reason += (reason.empty() ? "" : "; ") + message.text;
+            reason.append(reason.empty() ? "" : "; ").append(message.text);
         }
     }
     return fmt::format("{} could not {}: {}", plugin, purpose, reason.empty() ? StatusText(status) : reason);
