@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstdint>
+
+#include "ip/kernels/KernelTable.h"
+
+namespace TQ::IP {
+
+/// Side of a patch, in pixels.
+constexpr int flowPatchSize = 8;
+/// Pixels that repeat the edge around every grey plane of the flow.
+constexpr int flowBorder = 16;
+/// Grey planes hold grey values 0..255 times this, so that interpolated values keep a fraction in 16 bits.
+constexpr int flowGreyScale = 128;
+
+/// How one row of pixels is stored: the index of a kernel in its table.
+enum class SampleStorage : int { Byte, Short, Float };
+constexpr int sampleStorageCount = 3;
+
+/// Grey of a pixel: the sum over red, green and blue of weight * min(max(value, 0), white), clamped to 0..255
+/// and rounded to nearest.
+struct GreyParameters {
+    int position[3];  ///< of red, green and blue in a pixel
+    float weight[3];  ///< grey levels per code value
+    float white;      ///< code value of white
+};
+
+/// One pyramid level of the flow. Pointers look at planes of the caller; pitches count elements. Grey planes
+/// have flowBorder pixels around them, so that `grey[-flowBorder * pitch - flowBorder]` is their first
+/// element. Planes of patches are `columns` wide; the origin of patch (row, column) is the pixel (row *
+/// stride, column * stride).
+struct FlowLevel {
+    std::int32_t width, height;  ///< in pixels, at least flowPatchSize each
+    std::int32_t columns, rows;  ///< patches
+    std::int32_t stride;         ///< distance of patch origins, 1..flowPatchSize
+    const std::int16_t* reference;
+    std::int64_t referencePitch;
+    const std::int16_t* moved;
+    std::int64_t movedPitch;
+    std::int16_t* gradientX;  ///< Sobel gradients of the reference, in grey levels
+    std::int16_t* gradientY;
+    std::int64_t gradientPitch;
+    /// Sums over each patch: of gx * gx, gy * gy, gx * gy, gx and gy.
+    std::int32_t* sumXX;
+    std::int32_t* sumYY;
+    std::int32_t* sumXY;
+    std::int32_t* sumX;
+    std::int32_t* sumY;
+    float* patchU;  ///< the displacement of each patch, in pixels of the level
+    float* patchV;
+    float* flowU;  ///< the displacement of each pixel
+    float* flowV;
+    std::int64_t flowPitch;
+};
+
+/// Where a resized sample takes its inputs from, on one axis.
+struct ResizePosition {
+    std::int32_t first;  ///< the input sample of tap 0
+    std::int32_t phase;  ///< row of the weight table
+};
+/// The taps of a table are padded with zeros to a multiple of this.
+constexpr int resizeTapGroup = 4;
+
+/// The kernels of the optical flow and of resizing, for one instruction-set level. All sums that could depend
+/// on their order are sums of integers or taken in one stated order: every level gives the same bytes.
+struct FlowKernels {
+    /// One row of grey values, times flowGreyScale.
+    void (*greyRow[sampleStorageCount])(std::int16_t* target, const unsigned char* source, int width,
+                                        const GreyParameters& parameters);
+    /// Row `y` of both gradients.
+    void (*sobelRow)(const FlowLevel& level, int y);
+    /// The five sums of the patches of one patch row.
+    void (*structureRow)(const FlowLevel& level, int row);
+    /// One patch row of a scan: the displacements of its patches. The first scan starts from the dense flow;
+    /// the second goes backward. `fromNeighbourRow`: also tries what the patch row walked before has found.
+    void (*searchRow)(const FlowLevel& level, int row, bool forward, bool fromNeighbourRow, int iterations);
+    /// The dense flow of rows y1..y2 - 1 out of the displacements of the patches; scratch of DensifyScratch
+    /// floats.
+    void (*densifyRows)(const FlowLevel& level, int y1, int y2, float* scratch);
+    /// One row of `count` values enlarged by `factor`, a power of two: target[i] is the value at column x +
+    /// i. `source` are the two rows of `width` values around it, blended as above + (below - above) * blend.
+    void (*enlargeRow)(float* target, int x, int count, const float* above, const float* below, float blend,
+                       int width, int factor);
+    /// One row of flow pixels (u, v, 0, 0).
+    void (*storeFlow)(unsigned char* target, const float* u, const float* v, int count);
+
+    /// `count` samples as floats, in code values.
+    void (*loadSamples[sampleStorageCount])(float* target, const unsigned char* source, int count);
+    /// Pixels of four floats: target[i] = sum over k of weights[phase][k] * source[first + k], in four
+    /// partial sums by k modulo 4, (s0 + s1) + (s2 + s3). `weights` hold each weight four times; `taps` is a
+    /// multiple of resizeTapGroup.
+    void (*filterRow)(float* target, const float* source, const ResizePosition* positions, int width,
+                      const float* weights, int taps);
+    /// Samples: the sum over k of weights[k] * rows[k], in order; integers are rounded to nearest and clamped
+    /// to 0..maximum.
+    void (*sumRows[sampleStorageCount])(unsigned char* target, const float* const* rows, const float* weights,
+                                        int taps, int count, float maximum);
+};
+
+/// Floats that densifyRows needs for a level of that width and patch stride.
+constexpr std::int64_t DensifyScratch(std::int64_t width, std::int64_t stride) {
+    const std::int64_t patchRows = (flowPatchSize + stride - 1) / stride;
+    return patchRows * 3 * flowPatchSize * width;
+}
+
+/// The kernels of exactly that level. For tests and benchmarks.
+const FlowKernels& FlowKernelsOf(IsaLevel level);
+/// The kernels of the highest level that this processor admits.
+const FlowKernels& BestFlowKernels();
+
+}  // namespace TQ::IP

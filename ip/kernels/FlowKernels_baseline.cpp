@@ -1,0 +1,3 @@
+#define TQ_LEVEL Baseline
+#define TQ_LANES 1
+#include "ip/kernels/FlowLevelTable.h"

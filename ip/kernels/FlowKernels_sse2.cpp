@@ -1,0 +1,3 @@
+#define TQ_LEVEL Sse2
+#define TQ_LANES 4
+#include "ip/kernels/FlowLevelTable.h"
