@@ -8,7 +8,6 @@
 // same order: a sliding sum would carry its rounding along, so that a pixel would depend on where its band
 // begins, and equal images would not give exactly 1.
 
-#include "ip/kernels/FillKernels.h"
 #include "ip/kernels/KernelParameters.h"
 #include "ip/kernels/PixelAccess.h"
 #include "ip/records/Progress.h"
@@ -21,27 +20,45 @@ constexpr int motionWindow = 2 * motionReach + 1;
 constexpr float motionMeanFactor = 0.04F;
 constexpr int motionStripWidth = 512;
 
-/// The pixels (x, y) to (x + lanes - 1, y), where those outside the image are the nearest inside. Copied to
-/// `buffer` only when some are outside.
+/// One row of an image whose rows and columns repeat beyond its bounds.
 template <class Format>
-TQ_INLINE const unsigned char* PixelsAt(const ImageView& view, int x, int y, unsigned char* buffer) {
-    const Bounds& bounds = view.bounds;
-    const int row = Clamp(y, bounds.y1, bounds.y2 - 1);
-    if (x >= bounds.x1 && x + lanes <= bounds.x2) {
-        return PixelAt(view, x, row, Format::pixelBytes);
-    }
-    for (int i = 0; i < lanes; ++i) {
-        const int column = Clamp(x + i, bounds.x1, bounds.x2 - 1);
-        Copy(buffer + i * Format::pixelBytes, PixelAt(view, column, row, Format::pixelBytes),
-             Format::pixelBytes);
-    }
-    return buffer;
-}
+struct ClampedRow {
+    TQ_INLINE ClampedRow(const ImageView& view, int y)
+        : first(RowAt(view, Clamp(y, view.bounds.y1, view.bounds.y2 - 1))),
+          x1(view.bounds.x1),
+          x2(view.bounds.x2) {}
 
-template <class Format>
-TQ_INLINE Pixel LoadClamped(const ImageView& view, int x, int y) {
-    unsigned char buffer[Format::vectorBytes];
-    return Format::Load(PixelsAt<Format>(view, x, y, buffer));
+    TQ_INLINE const unsigned char* At(int x) const {
+        return first + (static_cast<std::int64_t>(x) - x1) * Format::pixelBytes;
+    }
+
+    /// `lanes` pixels from x on.
+    TQ_INLINE void CopyTo(unsigned char* buffer, int x) const {
+        for (int i = 0; i < lanes; ++i) {
+            __builtin_memcpy(buffer + i * Format::pixelBytes, At(Clamp(x + i, x1, x2 - 1)),
+                             Format::pixelBytes);
+        }
+    }
+
+    const unsigned char* first;
+    int x1, x2;
+};
+
+/// Calls direct(x, vectors) for the columns from x1 on that lie inside both rows, in whole vectors that end
+/// by x2, and staged(x) for each other vector that begins before x2.
+template <class Row0, class Row1, class Direct, class Staged>
+TQ_INLINE void SplitColumns(const Row0& a, const Row1& b, int x1, int x2, Direct direct, Staged staged) {
+    const int left = a.x1 > b.x1 ? a.x1 : b.x1;
+    const int right = Smaller(Smaller(a.x2, b.x2), x2);
+    int x = x1;
+    for (; x < left && x < x2; x += lanes) {
+        staged(x);
+    }
+    const int vectors = x + lanes <= right ? (right - x) / lanes : 0;
+    direct(x, vectors);
+    for (x += vectors * lanes; x < x2; x += lanes) {
+        staged(x);
+    }
 }
 
 /// 1 - min(|difference| * k, 1). With an infinite k equal values give 0 * k, not a number: the minimum takes
@@ -67,7 +84,7 @@ struct DetectMotion {
         return ColorSimilarity(a.rgb, b.rgb, k) * ChannelSimilarity(a.a, b.a, k);
     }
 
-    TQ_INLINE static Pixel At(const DetectMotionParameters&, const ImageView*, int, int, F m) {
+    TQ_INLINE static Pixel At(const DetectMotionParameters&, const Pixel&, const Pixel&, F m) {
         return {{m, m, m}, m};
     }
 };
@@ -85,9 +102,7 @@ struct TemporalMultAddDetectMotion {
         return ColorSimilarity(frame.rgb, sum.rgb * scale, Splat(p.inverseLimit));
     }
 
-    TQ_INLINE static Pixel At(const DetectMotionParameters& p, const ImageView* inputs, int x, int y, F m) {
-        const Pixel frame = LoadClamped<In0>(inputs[0], x, y);
-        const Pixel sum = LoadClamped<In1>(inputs[1], x, y);
+    TQ_INLINE static Pixel At(const DetectMotionParameters& p, const Pixel& frame, const Pixel& sum, F m) {
         const F q = frame.a * p.weight;
         return {MultiplyAdd(sum.rgb, m, frame.rgb * q), MultiplyAdd(sum.a, m, q)};
     }
@@ -98,26 +113,56 @@ struct MotionRow {
     float s[motionStripWidth + 2 * motionReach + 2 * 16];
 };
 
-/// Columns x1 to x2 of the strip; s of row `y` goes to `row`, pixel x to row.s[x - x1 + motionReach].
 template <class Body>
-[[gnu::noinline]] void FillSimilarityRow(MotionRow& row, const ImageView* inputs, int x1, int x2, int y,
-                                         const DetectMotionParameters& p) {
-    const int count = x2 - x1 + 2 * motionReach;
-    for (int i = 0; i < count; i += lanes) {
-        const int x = x1 - motionReach + i;
-        const Pixel a = LoadClamped<typename Body::In0>(inputs[0], x, y);
-        const Pixel b = LoadClamped<typename Body::In1>(inputs[1], x, y);
-        Write(row.s + i, Body::Similarity(p, a, b));
+[[gnu::noinline]] void FillSimilarityVectors(float* s, const unsigned char* in0, const unsigned char* in1,
+                                             int vectors, const DetectMotionParameters& p) {
+    for (int i = 0; i < vectors; ++i) {
+        Write(s + i * lanes, Body::Similarity(p, Body::In0::Load(in0), Body::In1::Load(in1)));
+        in0 += Body::In0::vectorBytes;
+        in1 += Body::In1::vectorBytes;
     }
 }
 
-/// `rows` are those of y - 2 to y + 2.
+/// Columns x1 to x2 of the strip; s of row `y` goes to `row`, pixel x to row.s[x - x1 + motionReach].
 template <class Body>
-[[gnu::noinline]] void FinishMotionRow(const ImageView& output, const ImageView* inputs, int x1, int x2,
-                                       int y, const MotionRow* const (&rows)[motionWindow],
-                                       const DetectMotionParameters& p) {
-    MotionRow sums;
-    const int count = x2 - x1 + 2 * motionReach;
+void FillSimilarityRow(MotionRow& row, const ImageView* inputs, int x1, int x2, int y,
+                       const DetectMotionParameters& p) {
+    const ClampedRow<typename Body::In0> row0(inputs[0], y);
+    const ClampedRow<typename Body::In1> row1(inputs[1], y);
+    float* s = row.s - (x1 - motionReach);
+    const auto direct = [&](int x, int vectors) {
+        FillSimilarityVectors<Body>(s + x, row0.At(x), row1.At(x), vectors, p);
+    };
+    const auto staged = [&](int x) {
+        unsigned char buffer0[Body::In0::vectorBytes];
+        unsigned char buffer1[Body::In1::vectorBytes];
+        row0.CopyTo(buffer0, x);
+        row1.CopyTo(buffer1, x);
+        FillSimilarityVectors<Body>(s + x, buffer0, buffer1, 1, p);
+    };
+    SplitColumns(row0, row1, x1 - motionReach, x2 + motionReach, direct, staged);
+}
+
+/// `sums` are those of the columns of s, from motionReach columns left of the first pixel on.
+template <class Body>
+[[gnu::noinline]] void FinishMotionVectors(unsigned char* output, const float* sums, const unsigned char* in0,
+                                           const unsigned char* in1, int vectors,
+                                           const DetectMotionParameters& p) {
+    for (int i = 0; i < vectors; ++i) {
+        F sum = Read<F>(sums);
+        for (int c = 1; c < motionWindow; ++c) {
+            sum += Read<F>(sums + c);
+        }
+        const F m = sum * motionMeanFactor;
+        Body::Output::Store(output, Body::At(p, Body::In0::Load(in0), Body::In1::Load(in1), m));
+        sums += lanes;
+        output += Body::Output::vectorBytes;
+        in0 += Body::In0::vectorBytes;
+        in1 += Body::In1::vectorBytes;
+    }
+}
+
+TQ_INLINE void AddRows(MotionRow& sums, const MotionRow* const (&rows)[motionWindow], int count) {
     for (int i = 0; i < count; i += lanes) {
         F sum = Read<F>(rows[0]->s + i);
         for (int r = 1; r < motionWindow; ++r) {
@@ -126,16 +171,31 @@ template <class Body>
         Write(sums.s + i, sum);
     }
     Write(sums.s + (count + lanes - 1) / lanes * lanes, Splat(0));
-    unsigned char* target = PixelAt(output, x1, y, Body::Output::pixelBytes);
-    for (int x = x1; x < x2; x += lanes) {
-        F sum = Read<F>(sums.s + (x - x1));
-        for (int c = 1; c < motionWindow; ++c) {
-            sum += Read<F>(sums.s + (x - x1) + c);
-        }
-        const Pixel result = Body::At(p, inputs, x, y, sum * motionMeanFactor);
-        StoreSome<typename Body::Output>(target, result, Smaller(lanes, x2 - x));
-        target += Body::Output::vectorBytes;
-    }
+}
+
+/// `rows` are those of y - 2 to y + 2.
+template <class Body>
+void FinishMotionRow(const ImageView& output, const ImageView* inputs, int x1, int x2, int y,
+                     const MotionRow* const (&rows)[motionWindow], const DetectMotionParameters& p) {
+    const ClampedRow<typename Body::In0> row0(inputs[0], y);
+    const ClampedRow<typename Body::In1> row1(inputs[1], y);
+    MotionRow sumsOfRows;
+    AddRows(sumsOfRows, rows, x2 - x1 + 2 * motionReach);
+    const float* sums = sumsOfRows.s - x1;
+    const auto target = [&](int x) { return PixelAt(output, x, y, Body::Output::pixelBytes); };
+    const auto direct = [&](int x, int vectors) {
+        FinishMotionVectors<Body>(target(x), sums + x, row0.At(x), row1.At(x), vectors, p);
+    };
+    const auto staged = [&](int x) {
+        unsigned char buffer0[Body::In0::vectorBytes];
+        unsigned char buffer1[Body::In1::vectorBytes];
+        unsigned char result[Body::Output::vectorBytes];
+        row0.CopyTo(buffer0, x);
+        row1.CopyTo(buffer1, x);
+        FinishMotionVectors<Body>(result, sums + x, buffer0, buffer1, 1, p);
+        Copy(target(x), result, Smaller(lanes, x2 - x) * Body::Output::pixelBytes);
+    };
+    SplitColumns(row0, row1, x1, x2, direct, staged);
 }
 
 template <class Body>
