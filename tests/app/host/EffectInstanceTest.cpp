@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "app/host/Effect.h"
+#include "app/host/HostRecord.h"
+#include "app/host/Suites.h"
 #include "platform/Platform.h"
 
 namespace TQ::App {
@@ -228,6 +230,30 @@ TEST(ProfileTest, DeparturesReachThePlugin) {
     Picture output(width, height, SampleDepth::Byte);
     instance.Render(0, Frame, output);
     EXPECT_EQ(output.Row(0)[2], 5) << "every time gives a frame";
+}
+
+TEST(ProfileTest, SuitesAndPropertiesCanBeMissing) {
+    HostProfile profile;
+    profile.name = "bare";
+    profile.deviceProperties = false;
+    profile.absentSuites = {{kOfxProgressSuite, 1}, {kOfxMessageSuite, 2}};
+    const auto offers = [](const HostProfile& of, const char* suite, int version) {
+        OfxHost* host = HostRecord::For(of).Record();
+        return host->fetchSuite(host->host, suite, version) != nullptr;
+    };
+    EXPECT_FALSE(offers(profile, kOfxProgressSuite, 1));
+    EXPECT_TRUE(offers(profile, kOfxProgressSuite, 2));
+    EXPECT_FALSE(offers(profile, kOfxMessageSuite, 2));
+    EXPECT_TRUE(offers(profile, kOfxMessageSuite, 1));
+    EXPECT_TRUE(offers({}, kOfxMessageSuite, 2));
+    EXPECT_FALSE(offers({}, kOfxPropertySuite, 7));
+    EXPECT_EQ(HostRecord::For({}).Record()->fetchSuite(nullptr, kOfxPropertySuite, 1), nullptr);
+    char* text = nullptr;
+    OfxPropertySetHandle bare = HostRecord::For(profile).Record()->host;
+    EXPECT_EQ(propertySuite.propGetString(bare, "OfxImageEffectPropCudaRenderSupported", 0, &text),
+              kOfxStatErrUnknown);
+    EXPECT_EQ(propertySuite.propGetString(bare, kOfxPropName, 0, &text), kOfxStatOK);
+    EXPECT_STREQ(text, "bare");
 }
 
 TEST(InstanceFormatTest, RenderScaleAndDepthAreChecked) {
