@@ -16,8 +16,6 @@ struct GaussCoefficients {
     std::vector<float> table;
     float cfA[2] = {0, 0};  ///< factor of a term's last value in its recurrence
     float cfB[2] = {0, 0};  ///< factor of the samples that enter and leave the window
-};                          ///< factor of a term's last value in its recurrence
-float cfB[2] = {0, 0};      ///< factor of the samples that enter and leave the window
 };
 
 /// The window's radius for `sigma` in pixels: the one between 2 and 4 sigma where cutting the Gaussian at the
