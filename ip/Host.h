@@ -7,8 +7,8 @@
 
 namespace TQ::IP {
 
-/// The counters behind the progress bar: four nested levels, innermost first. Level 0 counts the passes inside one
-/// filter, level 1 the filters of the graph; the others belong to the caller.
+/// The counters behind the progress bar: four nested levels, innermost first. Level 0 counts the passes
+/// inside one filter, level 1 the filters of the graph; the others belong to the caller.
 struct ProgressState {
     struct Level {
         std::uint64_t current = 0;
@@ -22,8 +22,9 @@ struct ProgressState {
 /// A part of one image operation: called as function(index, count, threadIndex, argument), index 0..count-1.
 using BandFunction = void (*)(int index, int count, int threadIndex, void* argument);
 
-/// The services that the framework needs of the host application; one instance per render, owned by the caller and
-/// used on the render's thread. Workers of ParallelFor may call CheckAbort(true) and UpdateProgress only.
+/// The services that the framework needs of the host application; one instance per render, owned by the
+/// caller and used on the render's thread. Workers of ParallelFor may call CheckAbort(true) and
+/// UpdateProgress only.
 class Host {
   public:
     virtual ~Host();
@@ -31,8 +32,9 @@ class Host {
     virtual std::unique_ptr<LayerImplement> NewEmptyLayer() = 0;
     virtual std::unique_ptr<MemoryImplement> NewMemory() = 0;
     virtual ProgressState& GetProgressState() = 0;
-    /// Runs the bands on `threadCount` threads, 0 meaning the default count, and returns when all are done. The host
-    /// may run fewer: `count` as passed to the function tells. The first exception of a band is thrown again here.
+    /// Runs the bands on `threadCount` threads, 0 meaning the default count, and returns when all are done.
+    /// The host may run fewer: `count` as passed to the function tells. The first exception of a band is
+    /// thrown again here.
     virtual void ParallelFor(BandFunction function, void* argument, int threadCount) = 0;
     virtual int GetThreadCount() const = 0;
     virtual void SetThreadCount(int count) = 0;

@@ -13,9 +13,9 @@ namespace TQ::IP {
 class GPGPULayer;
 class Host;
 
-/// The abstract image of the framework, implemented by whoever talks to the host application. The public members are
-/// kept up to date by the implementation after every operation that changes the image; kernels and filters read them
-/// directly.
+/// The abstract image of the framework, implemented by whoever talks to the host application. The public
+/// members are kept up to date by the implementation after every operation that changes the image; kernels
+/// and filters read them directly.
 class LayerImplement {
   public:
     virtual ~LayerImplement();
@@ -45,7 +45,8 @@ class LayerImplement {
     void AllocateSize(int width, int height, int channelBits, int channels);
     /// Reallocates to `region` and keeps the pixels of the overlap; nothing when `region` equals `bounds`.
     virtual void SetBounds(const Bounds& region) = 0;
-    /// No copy: becomes a view of `other` with bounds `region` clipped to `other.bounds`. The caller keeps `other` alive.
+    /// No copy: becomes a view of `other` with bounds `region` clipped to `other.bounds`. The caller keeps
+    /// `other` alive.
     virtual void ShareRegion(const LayerImplement& other, const Bounds& region) = 0;
     /// Releases the pixels, zeroes bounds and valid bounds.
     virtual void Free() = 0;
@@ -115,8 +116,8 @@ class Layer {
     std::unique_ptr<LayerImplement> _implement;
 };
 
-/// The format record of a layer: depth from bits, float flag and white level; order from the channel indices; rows
-/// bottom-up unless `rowBytes` is negative.
+/// The format record of a layer: depth from bits, float flag and white level; order from the channel indices;
+/// rows bottom-up unless `rowBytes` is negative.
 PixelFormat FormatOfLayer(const Layer& layer);
 
 /// Raw scratch memory of the host.
@@ -141,8 +142,8 @@ class Memory {
     std::unique_ptr<MemoryImplement> _implement;
 };
 
-/// What a filter hands to the consumer of its output, and the unit of caching. A pointer that is set does not mean
-/// that pixels exist: a layer without pixels is a placeholder that the producer fills.
+/// What a filter hands to the consumer of its output, and the unit of caching. A pointer that is set does not
+/// mean that pixels exist: a layer without pixels is a placeholder that the producer fills.
 struct RenderResult {
     std::shared_ptr<Layer> layer;
     std::shared_ptr<GPGPULayer> gpuLayer;  ///< null until devices are built
