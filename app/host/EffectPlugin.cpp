@@ -25,7 +25,9 @@ constexpr DepthRow depthRows[] = {
 };
 
 std::string Quoted(const std::filesystem::path& path) {
-    return "\"" + path.string() + "\"";
+    std::string Quoted(const std::filesystem::path& path) {
+        return fmt::format("\"{}\"", path.string());
+    }
 }
 
 /// Why a record cannot be used; empty when it can.

@@ -7,6 +7,8 @@ namespace TQ::App {
 namespace {
 
 constexpr std::align_val_t alignment{64};
+// A request beyond this is an overflow in the plug-in's sums, not a picture.
+constexpr std::size_t mostBytes = std::size_t{1} << 40;
 // A waiting block serves a request of at least this part of its size; a bigger one would waste too much.
 constexpr std::size_t fitNumerator = 3;
 constexpr std::size_t fitDenominator = 4;
@@ -26,6 +28,9 @@ MemoryPool& MemoryPool::Shared() {
 }
 
 void* MemoryPool::Allocate(std::size_t bytes) {
+    if (bytes > mostBytes) {
+        return nullptr;
+    }
     std::lock_guard lock(_mutex);
     const std::size_t wanted = std::max<std::size_t>(bytes, 1);
     void* address = TakeIdle(wanted);

@@ -35,7 +35,7 @@ class MemoryPool {
     MemoryPool(const MemoryPool&) = delete;
     MemoryPool& operator=(const MemoryPool&) = delete;
 
-    /// Null when there is no memory left. 0 bytes give a block too.
+    /// Null when there is no memory left, or the size is beyond reason. 0 bytes give a block too.
     void* Allocate(std::size_t bytes);
     /// False for an address that is not in use here.
     bool Free(void* address);
