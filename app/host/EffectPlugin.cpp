@@ -25,9 +25,7 @@ constexpr DepthRow depthRows[] = {
 };
 
 std::string Quoted(const std::filesystem::path& path) {
-    std::string Quoted(const std::filesystem::path& path) {
-        return fmt::format("\"{}\"", path.string());
-    }
+    return fmt::format("\"{}\"", path.string());
 }
 
 /// Why a record cannot be used; empty when it can.
