@@ -11,7 +11,7 @@ using ::testing::ElementsAre;
 class EntryTest : public BridgeTest {};
 
 TEST_F(EntryTest, ActionsThatNobodyKnowsAreDone) {
-    EXPECT_EQ(fake.Run(entry, "OfxActionOfTheFuture"), kOfxStatOK);
+    EXPECT_EQ(fake.Run(entry, "an action of the future"), kOfxStatOK);
     EXPECT_EQ(fake.Run(entry, "OfxImageEffectActionInvokeAbout"), kOfxStatOK);
     EXPECT_EQ(fake.Run(entry, "OfxImageEffectActionInvokeHelp"), kOfxStatOK);
     EXPECT_EQ(fake.Run(entry, kOfxActionLoad), kOfxStatOK);
@@ -85,7 +85,7 @@ TEST_F(EntryTest, MessagesChooseKindVersionAndAnswer) {
         fake.messageAnswer = status;
         Purge([&](Ofx::Host& effect) { EXPECT_EQ(effect.postMessage("x", 0), answer); });
     }
-    fake.missingSuites = {"OfxMessageSuite2"};
+    fake.missingSuites = {std::string(kOfxMessageSuite) + "2"};
     Purge([](Ofx::Host& effect) {
         EXPECT_EQ(effect.messageSuiteV2, nullptr);
         effect.postMessage("old", 0);

@@ -136,7 +136,7 @@ class FakeHost {
     std::map<std::string, FakeClip> clips;
     std::map<std::string, FakeParameter> parameters;
     std::vector<std::string> parameterOrder;
-    std::set<std::string> missingSuites;  ///< by name, or by name and version: "OfxMessageSuite2"
+    std::set<std::string> missingSuites;  ///< by name, or by name and version, such as "NameOfSuite2"
 
     ThreadMode threadMode = ThreadMode::Threads;
     unsigned processors = 3;
