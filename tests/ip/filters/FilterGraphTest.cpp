@@ -100,6 +100,10 @@ TEST(FilterGraph, RefusesPicturesThatItsKernelsCannotRead) {
             frame, std::make_shared<IP::TemporalAddFilter>(frame, 1.0F), leaf, 1.0F, true);
         EXPECT_THROW(bench.Render(step, area, 32), Exception);
     }
+    // The fused mask reads its sum at each pixel of the frame, however little its neighbourhood asks for.
+    const auto sum = std::make_shared<IP::TemporalAddFilter>(FilterBench::Leaf(smaller), 1.0F);
+    const auto fused = std::make_shared<IP::DetectMotionFilter>(frame, sum, 0.2F, 1.0F, true);
+    EXPECT_THROW(bench.Render(fused, area, 32), Exception);
     for (const LayerHandle& other : {oneChannel, halfFloat}) {
         EXPECT_THROW(bench.Render(blurOf(FilterBench::Leaf(other)), area), Exception);
     }

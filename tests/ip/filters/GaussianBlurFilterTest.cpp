@@ -2,6 +2,7 @@
 
 #include <numbers>
 
+#include "ip/filters/CopyAlphaFilter.h"
 #include "ip/filters/FilterTest.h"
 #include "ip/filters/GaussianHiPassFilter.h"
 #include "ip/records/Exception.h"
@@ -32,7 +33,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, BlurOf,
 TEST_P(BlurOf, AConstantIsTheConstant) {
     FilterBench bench(GetParam());
     const Bounds area{0, 0, 61, 33};  // smaller than the largest window
-    const LayerHandle flat = bench.Picture(area, [](int, int, int channel) { return 0.21 + 0.26 * channel; });
+    const LayerHandle flat = bench.Picture(area, [](int, int, int channel) { return 0.22 + 0.26 * channel; });
     for (const float sigma : {0.3F, 1.5F, 10.0F, 40.0F}) {
         const LayerHandle blurred = bench.Render(Blur(FilterBench::Leaf(flat), sigma, sigma), area);
         EXPECT_LE(bench.Error(blurred, flat), GetParam().bits == 32 ? 2e-5 : 1e-9) << sigma;
@@ -80,14 +81,19 @@ TEST_P(ImpulseBlur, IsCloseToTheGaussian) {
 
 TEST(GaussianBlurFilter, LeavesOutAnAxisWithoutAWindow) {
     FilterBench bench(floatFormat);
-    const Bounds area{0, 0, 40, 30};
-    const LayerHandle steps = bench.Picture(area, [](int x, int y, int) { return x < 20 ? y % 2 : 0.5; });
+    const Bounds area{0, 0, 300, 30};
+    const auto halves = [](int x, int y, int) { return x % 40 < 20 ? y % 2 : 0.5; };
+    const LayerHandle steps = bench.Picture(area, halves);
     const LayerHandle alongX = bench.Render(Blur(FilterBench::Leaf(steps), 4, 0), area);
     const LayerHandle alongY = bench.Render(Blur(FilterBench::Leaf(steps), 0, 4), area);
     EXPECT_NEAR(bench.At(alongX, 2, 11, 0), 1.0, 1e-5);  // the rows do not mix
     EXPECT_LT(bench.At(alongX, 19, 11, 0), 0.8);
     EXPECT_NEAR(bench.At(alongY, 19, 15, 0), 0.5, 0.01);  // the columns do not mix
     EXPECT_NEAR(bench.At(alongY, 20, 15, 0), 0.5, 1e-5);
+    // A single pass cannot write over the picture that it reads, as two can.
+    const auto copy =
+        std::make_shared<IP::CopyAlphaFilter>(FilterBench::Leaf(steps), bench.Leaf(area, halves));
+    EXPECT_EQ(bench.Error(bench.Render(Blur(copy, 4, 0), area), alongX), 0.0);
 }
 
 TEST(GaussianBlurFilter, BlursColumnsWithTheSmallestWindowWhenBothAreSmall) {
