@@ -252,9 +252,9 @@ OfxStatus Host::getClipPreferences() {
         }
     }
     for (const std::string& name : names) {
-        outArgs.Set((OfxNames::clipComponentsPrefix + name).c_str(), components.c_str());
+        outArgs.Offer((OfxNames::clipComponentsPrefix + name).c_str(), components.c_str());
         if (writesDepth) {
-            outArgs.Set((OfxNames::clipDepthPrefix + name).c_str(), depth.c_str());
+            outArgs.Offer((OfxNames::clipDepthPrefix + name).c_str(), depth.c_str());
         }
     }
     return kOfxStatOK;

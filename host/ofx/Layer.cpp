@@ -215,6 +215,9 @@ void Layer::ReadGeometry() {
     }
     const std::int64_t width = std::int64_t{bounds.x2} - bounds.x1;
     const std::int64_t height = std::int64_t{bounds.y2} - bounds.y1;
+    if (width * PixelBytes() > INT_MAX || height > INT_MAX) {
+        Fail("The application delivered an image that is too large. Lower the resolution there.");
+    }
     if (height > 1 && std::abs(std::int64_t{rowBytes}) < width * PixelBytes()) {
         Fail("The application delivered an image whose rows (" + std::to_string(rowBytes) +
              " bytes) are shorter than " + std::to_string(width) + " pixels. Report this to its maker.");

@@ -143,10 +143,15 @@ TEST_F(RenderTest, ImagesThatCannotBeUsedAreRefusedAtTheDoor) {
         {"rgb", [](auto& s, auto&) { s.components = kOfxImageComponentRGB; }, "3 channel(s)"},
         {"alpha", [](auto&, auto& o) { o.components = kOfxImageComponentAlpha; }, "1 channel(s)"},
         {"none", [](auto& s, auto&) { s.components = kOfxImageComponentNone; }, "Invalid layer"},
-        {"strange", [](auto& s, auto&) { s.depth = "OfxBitDepthDouble"; }, "unknown depth"},
+        {"strange", [](auto& s, auto&) { s.depth = "NoSuchDepth"; }, "unknown depth"},
         {"no data", [&](auto& s, auto&) { s.prepare = with(kOfxImagePropData, std::vector<void*>{nullptr}); },
          "without pixel data"},
         {"short rows", [&](auto& s, auto&) { s.prepare = with(kOfxImagePropRowBytes, 63); }, "shorter than"},
+        {"huge",
+         [&](auto& s, auto&) {
+             s.prepare = with(kOfxImagePropBounds, std::vector<int>{-2000000000, 0, 2000000000, 1});
+         },
+         "too large"},
         {"empty",
          [&](auto& s, auto&) {
              s.prepare = with(kOfxImagePropBounds, std::vector<int>{0, 0, 0, 12});
