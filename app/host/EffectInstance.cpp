@@ -144,7 +144,8 @@ void EffectInstance::SetParameter(std::string_view name, std::string_view text) 
                                     names.empty() ? "none" : names));
     }
     if (!parameter->Properties().Int(kOfxParamPropEnabled)) {
-        throw HostError(fmt::format("the parameter \"{}\" cannot be changed now", name));
+        throw HostError(
+            fmt::format("the effect has switched the parameter \"{}\" off: it cannot be changed now", name));
     }
     if (!isButton) {
         const OfxStatus status = parameter->Set(ParseValue(*parameter, text));

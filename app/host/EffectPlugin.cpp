@@ -11,7 +11,7 @@
 namespace TQ::App {
 namespace {
 
-constexpr std::string_view contextPrefix = "OfxImageEffectContext";
+constexpr std::string_view contextPrefix = WithoutEnd(kOfxImageEffectContextFilter, "Filter");
 
 struct DepthRow {
     const char* name;

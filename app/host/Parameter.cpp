@@ -5,7 +5,7 @@
 namespace TQ::App {
 namespace {
 
-constexpr std::string_view typePrefix = "OfxParamType";
+constexpr std::string_view typePrefix = WithoutEnd(kOfxParamTypeInteger, "Integer");
 
 /// Keeps a number in the range of the parameter's component; limits that contradict each other are ignored.
 template <typename Number>

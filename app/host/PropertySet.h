@@ -22,6 +22,11 @@ SharedText MakeText(std::string_view text);
 /// whatever happens to the place that they came from.
 char* LendText(SharedText text);
 
+/// What a family of the standard's names has in common: one of them without its own end.
+constexpr std::string_view WithoutEnd(std::string_view name, std::string_view end) {
+    return name.substr(0, name.size() - end.size());
+}
+
 enum class PropertyType { Int, Double, Pointer, Text };
 
 /// One property of a set, with its default.

@@ -14,7 +14,7 @@
 namespace TQ::App {
 namespace {
 
-constexpr std::string_view messagePrefix = "OfxMessage";
+constexpr std::string_view messagePrefix = WithoutEnd(kOfxMessageLog, "Log");
 
 /// The caller's text with its arguments, as the printf family writes it.
 std::string Formatted(const char* format, va_list arguments) {

@@ -56,7 +56,7 @@ TEST_F(PluginLoadTest, SaysWhatIsWrongWithAFile) {
 }
 
 TEST_F(PluginLoadTest, SaysWhatIsWrongWithARecord) {
-    EXPECT_THAT(LoadFault(SL_PLUGIN_FOREIGN), HasSubstr("OfxOtherPluginAPI"));
+    EXPECT_THAT(LoadFault(SL_PLUGIN_FOREIGN), HasSubstr("AnotherPluginAPI"));
     EXPECT_THAT(LoadFault(SL_PLUGIN_FUTURE), HasSubstr("version 2"));
     EXPECT_THAT(LoadFault(SL_PLUGIN_ENTRYLESS), HasSubstr("no entry"));
     EXPECT_THAT(LoadFault(SL_PLUGIN_REFUSING), HasSubstr("needs something that this host does not have"));
