@@ -20,6 +20,11 @@ struct DetectMotionParameters {
     float weight;        ///< weight of the frame; read by TemporalMultAddDetectMotion only
 };
 
+/// AffineSimilarityExp and AffineSimilarityExp3.
+struct SimilarityParameters {
+    float exponentFactor;  ///< -1 / max(sigma, 0.001)^2
+};
+
 /// GaussRows and GaussColumns: one axis of the blur. Lines run over the bounds of input 0, from its first
 /// sample to its last; indices beyond them repeat the end sample. The output may cover less; samples before
 /// it are skipped.

@@ -9,6 +9,8 @@
 #include "ip/kernels/Levels.h"
 #include "ip/kernels/MotionKernels.h"
 #include "ip/kernels/PointKernels.h"
+#include "ip/kernels/SimilarityKernels.h"
+#include "ip/kernels/WarpKernel.h"
 
 namespace TQ::IP::TQ_LEVEL {
 namespace {
@@ -34,6 +36,11 @@ constexpr void FillFormat(LevelKernels& kernels, KernelFormat format) {
     set(KernelId::TemporalMultAddDetectMotion, RunMotion<TemporalMultAddDetectMotion<Frame>>);
     set(KernelId::GaussRows, RunGaussRows<Storage>);
     set(KernelId::GaussColumns, RunGaussColumns<Storage>);
+    set(KernelId::GuidedCorrelation2, RunPoint<GuidedCorrelation2<Frame>>);
+    set(KernelId::AffineSimilarity, RunPoint<AffineSimilarity<Frame>>);
+    set(KernelId::AffineSimilarityExp, RunPoint<AffineSimilarityExp<Frame>>);
+    set(KernelId::AffineSimilarityExp3, RunPoint<AffineSimilarityExp3<Frame>>);
+    set(KernelId::Warp, RunWarp<Storage>);
 #ifdef TQ_LEVEL_HAS_SOLID
     set(KernelId::Solid, RunSolid<Frame, BlueFirst>);
 #endif

@@ -188,6 +188,19 @@ const std::vector<KernelRow> kernelRows = {
     {KernelId::Solid, "Solid", Pixels::Frame, {}, 0},
     {KernelId::Ramp, "Ramp", Pixels::Frame, {}, 1e-6},
     {KernelId::CopyAlpha, "CopyAlpha", Pixels::Frame, {Pixels::Frame, Pixels::Frame}, 0},
+    {KernelId::GuidedCorrelation2, "GuidedCorrelation2", Pixels::Frame, {Pixels::Frame, Pixels::Frame}, 1e-6},
+    {KernelId::AffineSimilarity,
+     "AffineSimilarity",
+     Pixels::Float,
+     {Pixels::Float, Pixels::Float, Pixels::Float},
+     1e-5},
+    {KernelId::AffineSimilarityExp, "AffineSimilarityExp", Pixels::Frame, {Pixels::Float}, 1e-6},
+    {KernelId::AffineSimilarityExp3,
+     "AffineSimilarityExp3",
+     Pixels::Frame,
+     {Pixels::Float, Pixels::Float, Pixels::Float},
+     1e-5},
+    {KernelId::Warp, "Warp", Pixels::Frame, {Pixels::Frame, Pixels::Float}, 0},
 };
 
 Parameters::Parameters(const KernelRow& row, const Storage& storage, int radius)
@@ -222,6 +235,10 @@ Parameters::Parameters(const KernelRow& row, const Storage& storage, int radius)
         case KernelId::TemporalAddMask:
         case KernelId::TemporalBlend:
             _record = &_weight;
+            break;
+        case KernelId::AffineSimilarityExp:
+        case KernelId::AffineSimilarityExp3:
+            _record = &_similarity;
             break;
         default:
             _record = nullptr;

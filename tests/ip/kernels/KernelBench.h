@@ -97,6 +97,7 @@ class Parameters {
     HighPassParameters _highPass{-6.0F};
     DetectMotionParameters _motion{1 / 0.3F, 0.7F};
     SolidParameters _solid{{0.25F, 0.5F, 0.8F}};
+    SimilarityParameters _similarity{-1 / 0.25F};
     RampParameters _ramp;
     Blur _blur;
     const void* _record;
