@@ -23,8 +23,9 @@ foreach(line IN LISTS lines)
     elseif(namespace AND line MATCHES "^[0-9a-fA-F]+ ([A-Zuvw]) (.*)$")
         set(type ${CMAKE_MATCH_1})
         set(symbol ${CMAKE_MATCH_2})
-        # The address sanitizer marks every external variable with a symbol of its own.
-        if(symbol MATCHES "^__odr_asan")
+        # Data that is the same in every object: the address sanitizer's marks of external variables, and the pointer
+        # to the exception run-time that its clean-up code brings in.
+        if(symbol MATCHES "^(__odr_asan|DW\\.ref\\.)")
             continue()
         endif()
         string(LENGTH ${namespace} length)
