@@ -1,0 +1,222 @@
+#include "ip/filters/DISFlow.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "ip/filters/DISParts.h"
+#include "ip/filters/DISPyramidFilter.h"
+
+namespace TQ::IP {
+
+namespace {
+
+constexpr int rowsPerPart = 64;
+constexpr int structureSums = 5;
+
+std::unique_ptr<Memory> NewMemory(Host& host, std::int64_t count, std::size_t size) {
+    return std::make_unique<Memory>(host, static_cast<std::size_t>(count) * size);
+}
+
+template <class Value>
+Value* Data(const Memory& memory) {
+    return static_cast<Value*>(memory.Data());
+}
+
+/// One working area of `floats` floats for each thread.
+std::vector<std::unique_ptr<Memory>> NewScratch(Host& host, std::int64_t floats) {
+    std::vector<std::unique_ptr<Memory>> scratch;
+    for (int slot = 0; slot < ThreadSlots(host); ++slot) {
+        scratch.push_back(NewMemory(host, floats, sizeof(float)));
+    }
+    return scratch;
+}
+
+std::int64_t PixelsOf(const DISLevels& levels, std::int32_t level) {
+    const DISLevel size = levels.At(level);
+    return std::int64_t{size.width} * size.height;
+}
+
+std::int64_t CoarserPixelsOf(const DISLevels& levels) {
+    return levels.Coarsest() > levels.Finest() ? PixelsOf(levels, levels.Finest() + 1) : 0;
+}
+
+std::int64_t PatchesOf(const DISLevels& levels) {
+    const DISLevel size = levels.At(levels.Finest());
+    return std::int64_t{size.columns} * size.rows;
+}
+
+}  // namespace
+
+DISFlow::DISFlow(Host& host, const DISLevels& levels, std::int32_t patchStride, std::int32_t iterations,
+                 std::int32_t bandRows)
+    : _host(host),
+      _levels(levels),
+      _stride(patchStride),
+      _iterations(iterations),
+      _bandRows(bandRows),
+      _kernels(BestFlowKernels()),
+      _pixels(PixelsOf(levels, levels.Finest())),
+      _patches(PatchesOf(levels)),
+      _coarserPixels(CoarserPixelsOf(levels)),
+      _gradients(NewMemory(host, 2 * _pixels, sizeof(std::int16_t))),
+      _sums(NewMemory(host, structureSums * _patches, sizeof(std::int32_t))),
+      _displacements(NewMemory(host, 2 * _patches, sizeof(float))),
+      _flow(NewMemory(host, 2 * (_pixels + _coarserPixels), sizeof(float))) {
+}
+
+std::uint64_t DISFlow::MemoryNeeded(const DISLevels& levels, std::int32_t patchStride) {
+    const std::int64_t pixels = PixelsOf(levels, levels.Finest());
+    const std::int64_t patches = PatchesOf(levels);
+    const std::int64_t scratch = DensifyScratch(levels.At(levels.Finest()).width, patchStride);
+    const std::int64_t words =
+        pixels + (structureSums + 2) * patches + 2 * (pixels + CoarserPixelsOf(levels)) + scratch;
+    return static_cast<std::uint64_t>(words) * sizeof(float);
+}
+
+DISFlow::Plane DISFlow::PlaneOf(std::int32_t index) const {
+    const DISLevel size = _levels.At(index);
+    const bool second = (index - _levels.Finest()) % 2 != 0;
+    auto* u = Data<float>(*_flow) + (second ? 2 * _pixels : 0);
+    return {u, u + std::int64_t{size.width} * size.height, size.width, size.height, size.width};
+}
+
+FlowLevel DISFlow::View(std::int32_t index, const Layer& reference, const Layer& moved) const {
+    const DISLevel size = _levels.At(index);
+    const DISGreyPlane grey = DISPyramidLevel(reference, _levels, index);
+    const DISGreyPlane movedGrey = DISPyramidLevel(moved, _levels, index);
+    const Plane flow = PlaneOf(index);
+    auto* gradients = Data<std::int16_t>(*_gradients);
+    auto* sums = Data<std::int32_t>(*_sums);
+    auto* displacements = Data<float>(*_displacements);
+    return {size.width,
+            size.height,
+            size.columns,
+            size.rows,
+            _stride,
+            grey.pixels,
+            grey.pitch,
+            movedGrey.pixels,
+            movedGrey.pitch,
+            gradients,
+            gradients + _pixels,
+            size.width,
+            sums,
+            sums + _patches,
+            sums + 2 * _patches,
+            sums + 3 * _patches,
+            sums + 4 * _patches,
+            displacements,
+            displacements + _patches,
+            flow.u,
+            flow.v,
+            flow.pitch};
+}
+
+void DISFlow::Run(Layer& output, const Bounds& frame, const Layer& reference, const Layer& moved) {
+    for (std::int32_t index = _levels.Coarsest(); index >= _levels.Finest(); --index) {
+        const FlowLevel level = View(index, reference, moved);
+        const Plane flow = PlaneOf(index);
+        if (index == _levels.Coarsest()) {
+            std::fill(flow.u, flow.u + 2 * flow.pitch * flow.height, 0.0F);
+        } else {
+            Enlarge(PlaneOf(index + 1), flow);
+        }
+        Prepare(level);
+        Search(level);
+        Densify(level);
+    }
+    Store(PlaneOf(_levels.Finest()), output, frame);
+}
+
+void DISFlow::EndStages(int count) {
+    _host.GetProgressState().levels[0].current += static_cast<std::uint64_t>(count);
+    _host.CheckAbort(false);
+}
+
+void DISFlow::Prepare(const FlowLevel& level) {
+    const RowParts pixelRows(level.height, rowsPerPart);
+    ForParts(_host, pixelRows.Count(), [&](int part, int /*slot*/) {
+        const RowRange rows = pixelRows.At(part);
+        for (int y = rows.begin; y < rows.end; ++y) {
+            _kernels.sobelRow(level, y);
+        }
+    });
+    const RowParts patchRows(level.rows, rowsPerPart / flowPatchSize);
+    ForParts(_host, level.height < 2 * rowsPerPart ? 1 : patchRows.Count(), [&](int part, int /*slot*/) {
+        const RowRange rows = level.height < 2 * rowsPerPart ? RowRange{0, level.rows} : patchRows.At(part);
+        for (int row = rows.begin; row < rows.end; ++row) {
+            _kernels.structureRow(level, row);
+        }
+    });
+    EndStages(4);
+}
+
+void DISFlow::Search(const FlowLevel& level) {
+    const RowParts bands(level.rows, _bandRows);
+    const int iterations = _iterations / 2;
+    ForParts(_host, bands.Count(), [&](int part, int /*slot*/) {
+        const RowRange rows = bands.At(part);
+        for (int row = rows.begin; row < rows.end; ++row) {
+            _host.CheckAbort(true);
+            _kernels.searchRow(level, row, true, row > rows.begin, iterations);
+        }
+        for (int row = rows.end - 1; row >= rows.begin; --row) {
+            _host.CheckAbort(true);
+            _kernels.searchRow(level, row, false, row < rows.end - 1, iterations);
+        }
+    });
+    EndStages(1);
+}
+
+void DISFlow::Densify(const FlowLevel& level) {
+    const RowParts parts(level.height, rowsPerPart);
+    const auto scratch = NewScratch(_host, DensifyScratch(level.width, _stride));
+    ForParts(_host, parts.Count(), [&](int part, int slot) {
+        const RowRange rows = parts.At(part);
+        _kernels.densifyRows(level, rows.begin, rows.end,
+                             Data<float>(*scratch[static_cast<std::size_t>(slot)]));
+    });
+    EndStages(1);
+}
+
+void DISFlow::EnlargeRow(const Plane& source, int x, int y, int count, int factor, float* u, float* v) const {
+    const float position = (static_cast<float>(y) + 0.5F) / static_cast<float>(factor) - 0.5F;
+    const int row = static_cast<int>(std::floor(position));
+    const float blend = position - static_cast<float>(row);
+    const std::int64_t above = std::clamp(row, 0, source.height - 1) * source.pitch;
+    const std::int64_t below = std::clamp(row + 1, 0, source.height - 1) * source.pitch;
+    _kernels.enlargeRow(u, x, count, source.u + above, source.u + below, blend, source.width, factor);
+    _kernels.enlargeRow(v, x, count, source.v + above, source.v + below, blend, source.width, factor);
+}
+
+void DISFlow::Enlarge(const Plane& source, const Plane& target) {
+    const RowParts parts(target.height, rowsPerPart);
+    ForParts(_host, parts.Count(), [&](int part, int /*slot*/) {
+        const RowRange rows = parts.At(part);
+        for (int y = rows.begin; y < rows.end; ++y) {
+            EnlargeRow(source, 0, y, target.width, 2, target.u + y * target.pitch,
+                       target.v + y * target.pitch);
+        }
+    });
+    EndStages(1);
+}
+
+void DISFlow::Store(const Plane& source, Layer& output, const Bounds& frame) {
+    const Bounds region = Intersect(output.Bounds(), frame);
+    const int width = Width(region);
+    const RowParts parts(Height(region), rowsPerPart);
+    const auto scratch = NewScratch(_host, 2 * std::int64_t{width});
+    ForParts(_host, parts.Count(), [&](int part, int slot) {
+        const RowRange rows = parts.At(part);
+        auto* u = Data<float>(*scratch[static_cast<std::size_t>(slot)]);
+        for (int y = region.y1 + rows.begin; y < region.y1 + rows.end; ++y) {
+            EnlargeRow(source, region.x1 - frame.x1, y - frame.y1, width, 1 << _levels.Finest(), u,
+                       u + width);
+            _kernels.storeFlow(output.PixelAddress(region.x1, y), u, u + width, width);
+        }
+    });
+    EndStages(1);
+}
+
+}  // namespace TQ::IP

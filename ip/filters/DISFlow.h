@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+
+#include "ip/Host.h"
+#include "ip/filters/DISLevels.h"
+#include "ip/kernels/FlowKernels.h"
+
+namespace TQ::IP {
+
+/// One run of the optical flow on the processor, from the pyramids of two pictures to the flow image. Every
+/// stage is spread over the host's threads and ends before the next begins.
+class DISFlow {
+  public:
+    /// `iterations` of both scans together. `bandRows`: see DISFilter.
+    DISFlow(Host& host, const DISLevels& levels, std::int32_t patchStride, std::int32_t iterations,
+            std::int32_t bandRows);
+
+    /// Bytes of all buffers, for one thread.
+    static std::uint64_t MemoryNeeded(const DISLevels& levels, std::int32_t patchStride);
+
+    /// Writes the part of `output` that lies in `frame`, the rectangle of the pictures. Throws
+    /// TQ::Interrupted when the host asks to stop.
+    void Run(Layer& output, const Bounds& frame, const Layer& reference, const Layer& moved);
+
+  private:
+    /// The dense flow of one level.
+    struct Plane {
+        float* u;
+        float* v;
+        std::int32_t width, height;
+        std::int64_t pitch;
+    };
+
+    FlowLevel View(std::int32_t index, const Layer& reference, const Layer& moved) const;
+    Plane PlaneOf(std::int32_t index) const;
+    void Prepare(const FlowLevel& level);
+    void Search(const FlowLevel& level);
+    void Densify(const FlowLevel& level);
+    void Enlarge(const Plane& source, const Plane& target);
+    void Store(const Plane& source, Layer& output, const Bounds& frame);
+    /// Blends two rows of each component and enlarges them: values x..x + count - 1 of row y of the larger
+    /// plane.
+    void EnlargeRow(const Plane& source, int x, int y, int count, int factor, float* u, float* v) const;
+    void EndStages(int count);
+
+    Host& _host;
+    DISLevels _levels;
+    std::int32_t _stride;
+    std::int32_t _iterations;
+    std::int32_t _bandRows;
+    const FlowKernels& _kernels;
+    std::int64_t _pixels;  ///< of the finest level, the others need less
+    std::int64_t _patches;
+    std::int64_t _coarserPixels;  ///< of the level after it
+    std::unique_ptr<Memory> _gradients;
+    std::unique_ptr<Memory> _sums;
+    std::unique_ptr<Memory> _displacements;
+    std::unique_ptr<Memory> _flow;  ///< of the finest level, and of the coarser one; they are used in turn
+};
+
+}  // namespace TQ::IP
