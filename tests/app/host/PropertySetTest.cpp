@@ -76,11 +76,14 @@ TEST_F(PropertySetTest, AHollowPropertyLeavesTheCallersValueAlone) {
 }
 
 TEST_F(PropertySetTest, ATextThatWasReadOutlivesLaterWrites) {
+    // Long enough to stand in memory of its own, which the later texts would take over.
+    const std::string first(100, 'a');
+    propertySuite.propSetString(handle, "name", 0, first.c_str());
     ASSERT_EQ(propertySuite.propGetString(handle, "name", 0, &text), kOfxStatOK);
-    for (int i = 0; i < 50; ++i) {
-        propertySuite.propSetString(handle, "name", 0, std::to_string(i).c_str());
+    for (char letter = 'b'; letter <= 'z'; ++letter) {
+        propertySuite.propSetString(handle, "name", 0, std::string(100, letter).c_str());
     }
-    EXPECT_STREQ(text, "first");
+    EXPECT_EQ(text, first);
 }
 
 TEST_F(PropertySetTest, ReadersAndAWriterDoNotDisturbEachOther) {
