@@ -98,7 +98,9 @@ FilterLayerWrapper::FilterLayerWrapper(Layer& layer)
 }
 
 bool FilterLayerWrapper::IsEqual(const IP::FilterBase& other) const {
-    return IsSameType(other) && static_cast<const FilterLayerWrapper&>(other)._record == _record;
+    // The framework's own leaf has the same name.
+    const auto* same = dynamic_cast<const FilterLayerWrapper*>(&other);
+    return same != nullptr && same->_record == _record;
 }
 
 void FilterLayerWrapper::RunHost(IP::Host&, IP::Layer& output, const std::vector<IP::Layer*>&) {
@@ -113,7 +115,8 @@ FilterHostLayer::FilterHostLayer(FrameTable& table, std::size_t slot) : _table(&
 }
 
 bool FilterHostLayer::IsEqual(const IP::FilterBase& other) const {
-    return IsSameType(other) && static_cast<const FilterHostLayer&>(other)._slot == _slot;
+    const auto* same = dynamic_cast<const FilterHostLayer*>(&other);
+    return same != nullptr && same->_slot == _slot;
 }
 
 IP::Bounds FilterHostLayer::GetBounds() const {
@@ -123,12 +126,6 @@ IP::Bounds FilterHostLayer::GetBounds() const {
 
 IP::PixelFormat FilterHostLayer::GetFormat() const {
     return _layer ? IP::FormatOfLayer(*_layer) : format;
-}
-
-void FilterHostLayer::SetFormat(const IP::PixelFormat& wanted) {
-    if (!_layer) {
-        format = wanted;
-    }
 }
 
 void FilterHostLayer::SetRegion(const IP::Bounds& wanted, const IP::PixelFormat& wantedFormat) {

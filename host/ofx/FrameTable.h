@@ -91,7 +91,9 @@ class FilterHostLayer : public IP::FilterBase {
     /// Those of the fetched image within the expected bounds, and the expected bounds before.
     IP::Bounds GetBounds() const override;
     IP::PixelFormat GetFormat() const override;
-    void SetFormat(const IP::PixelFormat& wanted) override;
+    /// The frame has the current frame's format, whatever a consumer would like: it is read as the host
+    /// delivers it.
+    void SetFormat(const IP::PixelFormat&) override {}
     void SetRegion(const IP::Bounds& wanted, const IP::PixelFormat& wantedFormat) override;
     /// Null until PrepareRender.
     IP::Layer* GetLayer() override { return _layer.get(); }
