@@ -79,7 +79,7 @@ Json DescribePlugin(EffectPlugin& plugin) {
                  {"contexts", plugin.Contexts()}};
     json["depths"] = Json::array();
     for (const SampleDepth depth : plugin.Depths()) {
-        json["depths"].push_back(DepthName(depth));
+        json["depths"].push_back(DepthOptionName(depth));
     }
     const ContextDescription& context = MainContext(plugin);
     json["clips"] = Json::array();

@@ -62,7 +62,7 @@ FrameRange RangeOf(const RenderOptions& options, std::int64_t frameCount) {
 SampleDepth DepthFor(const RenderOptions& options, const VideoInfo& info, const EffectPlugin& plugin) {
     SampleDepth depth = DepthOf(info.pixelFormat);
     for (const SampleDepth named : {SampleDepth::Byte, SampleDepth::Short, SampleDepth::Float}) {
-        if (options.depth == DepthName(named)) {
+        if (options.depth == DepthOptionName(named)) {
             depth = named;
         }
     }
@@ -77,7 +77,7 @@ SampleDepth DepthFor(const RenderOptions& options, const VideoInfo& info, const 
         }
     }
     throw CommandError(ExitStatus::Plugin,
-                       std::string("the plug-in does not take pixels of depth ") + DepthName(depth));
+                       std::string("the plug-in does not take pixels of depth ") + DepthOptionName(depth));
 }
 
 ClipFormat FormatFor(const VideoInfo& info, SampleDepth depth) {

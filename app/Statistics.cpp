@@ -20,7 +20,7 @@ Json ValueOf(const ParameterState& state) {
 
 }  // namespace
 
-const char* DepthName(SampleDepth depth) {
+const char* DepthOptionName(SampleDepth depth) {
     constexpr const char* names[] = {"8", "16", "float"};
     return names[static_cast<int>(depth)];
 }
@@ -54,7 +54,7 @@ void WriteStatistics(const RenderOptions& options, const RenderRecord& record, c
                       {"encoder", record.encoder},
                       {"pixelFormat", record.pixelFormat}};
     json["scale"] = options.scale;
-    json["depth"] = DepthName(instance.Format().depth);
+    json["depth"] = DepthOptionName(instance.Format().depth);
     json["context"] = options.context;
     json["jobs"] = options.jobs;
     json["threads"] = HostThreads();

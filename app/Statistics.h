@@ -21,7 +21,7 @@ struct RenderRecord {
 };
 
 /// "8", "16" or "float".
-const char* DepthName(SampleDepth depth);
+const char* DepthOptionName(SampleDepth depth);
 /// Writes the JSON file beside its name and renames it. Throws MediaError.
 void WriteStatistics(const RenderOptions& options, const RenderRecord& record, const EffectPlugin& plugin,
                      const EffectInstance& instance);

@@ -16,12 +16,13 @@ using namespace TQ::App;
 
 std::atomic<bool> interrupted{false};
 
-constexpr const char* renderHelp = R"(Removes flicker from a clip.
-
-INPUT is a video file, an image, an image sequence (name.%04d.png or name.####.exr) or a folder with one.
+constexpr const char* renderHelp =
+    R"(INPUT is a video file, an image, an image sequence (name.%04d.png or name.####.exr) or a folder with one.
 OUTPUT is a video file (.mp4, .mov, .mkv, ...) or an image sequence by its pattern; files of a sequence keep
 the numbers of the source. Bit depth, colour tags, frame rate, time stamps, pixel shape and rotation of the
-source are kept, audio streams are copied.)";
+source are kept, audio streams are copied.
+
+)";
 
 void AddPlugin(CLI::App& command, std::filesystem::path& plugin) {
     command
@@ -32,7 +33,8 @@ void AddPlugin(CLI::App& command, std::filesystem::path& plugin) {
 }
 
 void AddRender(CLI::App& app, RenderOptions& options) {
-    CLI::App* command = app.add_subcommand("render", renderHelp);
+    CLI::App* command = app.add_subcommand("render", "Removes flicker from a clip.");
+    command->footer(renderHelp + ExitStatusTable());
     command->add_option("INPUT", options.input, "What to read")->required()->type_name("");
     command->add_option("OUTPUT", options.output, "What to write")->required()->type_name("");
     command
@@ -133,6 +135,10 @@ int main(int argc, char** argv) {
     OtherOptions otherOptions;
     AddRender(app, renderOptions);
     AddOthers(app, otherOptions);
+    if (argc > 1 && argv[1][0] != '-' && !app.get_subcommand_no_throw(argv[1])) {
+        return Fail(ExitStatus::Usage,
+                    std::string("unknown command '") + argv[1] + "'; 'steadylux --help' lists them");
+    }
     try {
         app.parse(argc, argv);
         return static_cast<int>(ExitStatus::Done);
