@@ -135,7 +135,8 @@ int main(int argc, char** argv) {
     OtherOptions otherOptions;
     AddRender(app, renderOptions);
     AddOthers(app, otherOptions);
-    if (argc > 1 && argv[1][0] != '-' && !app.get_subcommand_no_throw(argv[1])) {
+    const auto isNamed = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
+    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
         return Fail(ExitStatus::Usage,
                     std::string("unknown command '") + argv[1] + "'; 'steadylux --help' lists them");
     }
