@@ -4,12 +4,13 @@
 #include <utility>
 
 #include "ip/filters/AddHighPassFilter.h"
+#include "ip/filters/DISFilter.h"
 #include "ip/filters/DetectMotionFilter.h"
 #include "ip/filters/GaussianBlurFilter.h"
 #include "ip/filters/SolidFilter.h"
 #include "ip/filters/TemporalAddFilter.h"
 #include "ip/filters/TemporalUnmultFilter.h"
-#include "ip/records/Exception.h"
+#include "ip/filters/WarpFilter.h"
 
 namespace TQ::Effect {
 
@@ -22,23 +23,14 @@ constexpr float detectLimit = 0.2F;
 
 Handle BuildDetectMask(const DeflickerSettings& settings, const Handle& a, const Handle& b) {
     switch (settings.detectKind) {
-        case DetectKind::Solid:
-            return std::make_shared<IP::SolidFilter>(1.0F, 1.0F, 1.0F);
         case DetectKind::Fast:
             return std::make_shared<IP::DetectMotionFilter>(a, b, detectLimit, 1.0F, false);
         case DetectKind::Similarity:
+            return std::make_shared<IP::AffineSimilarityFilter>(a, b, SimilarityParams(settings), false);
+        case DetectKind::Solid:
             break;
     }
-    throw Exception("Steady Lux",
-                    "The slow motion detection is not available in this version. Set \"Detect Motion\" to "
-                    "\"Good / Fast\" or \"Off\".");
-}
-
-Handle BuildAlignedFrame(const Handle&, const Handle&, int) {
-    throw Exception(
-        "Steady Lux",
-        "Motion compensation is not available in this version. Switch \"Motion Compensation\" off and set "
-        "\"Render\" to \"Deflicker\" or \"Show Mask\".");
+    return std::make_shared<IP::SolidFilter>(1.0F, 1.0F, 1.0F);
 }
 
 /// Sums the frames of the window in order.
@@ -129,6 +121,16 @@ Handle WindowSum::Build() {
 
 }  // namespace
 
+IP::AffineSimilarityParams SimilarityParams(const DeflickerSettings& settings) {
+    return IP::AffineSimilarityParams::Make(settings.maskRadius * settings.scaleX,
+                                            settings.maskRadius * settings.scaleY, settings.maskThreshold);
+}
+
+Handle BuildAlignedFrame(const Handle& reference, const Handle& moved, int quality) {
+    const auto flow = std::make_shared<IP::DISFilter>(reference, moved, IP::MakeDISSettings(0, quality));
+    return std::make_shared<IP::WarpFilter>(moved, flow);
+}
+
 Handle BuildBlur(const Handle& input, float radius) {
     if (!(radius > 0.0F)) {
         return input;
@@ -138,11 +140,6 @@ Handle BuildBlur(const Handle& input, float radius) {
 
 Handle BuildDeflickerGraph(const DeflickerSettings& settings, const Handle& source,
                            ExtraFrames& extraFrames) {
-    if (settings.render == renderRecursive) {
-        throw Exception("Steady Lux",
-                        "The recursive mode of \"Render\" is not available in this version. Set \"Render\" "
-                        "to \"Deflicker\".");
-    }
     WindowSum sum(settings, source, extraFrames);
     if (Handle picture = sum.Build()) {
         return picture;

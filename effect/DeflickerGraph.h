@@ -5,6 +5,7 @@
 
 #include "effect/DeflickerSettings.h"
 #include "ip/Filter.h"
+#include "ip/filters/AffineSimilarityFilter.h"
 
 namespace TQ::Effect {
 
@@ -22,6 +23,14 @@ class ExtraFrames {
 /// The blur that both ends of the graph use; `input` itself when `radius` is not above 0.
 std::shared_ptr<IP::FilterBase> BuildBlur(const std::shared_ptr<IP::FilterBase>& input, float radius);
 
+/// `moved` laid over `reference` by optical flow. `quality` from 2 up leaves out as many fine levels of the
+/// flow.
+std::shared_ptr<IP::FilterBase> BuildAlignedFrame(const std::shared_ptr<IP::FilterBase>& reference,
+                                                  const std::shared_ptr<IP::FilterBase>& moved, int quality);
+
+/// What the slow motion detection compares by.
+IP::AffineSimilarityParams SimilarityParams(const DeflickerSettings& settings);
+
 /// Builds the graph of one frame: the temporal mean of the window, masked where the picture moves, of which
 /// only the low frequencies replace those of `source`: output = source - blur(source) + blur(mean).
 ///
@@ -30,8 +39,6 @@ std::shared_ptr<IP::FilterBase> BuildBlur(const std::shared_ptr<IP::FilterBase>&
 /// on its own side, the current frame closes the future half, and the past half is gated as a whole against
 /// the current frame. Frames that the clip does not have are left out; the weights are normalised by what was
 /// summed.
-///
-/// Throws TQ::Exception for a setting that this version cannot compute.
 std::shared_ptr<IP::FilterBase> BuildDeflickerGraph(const DeflickerSettings& settings,
                                                     const std::shared_ptr<IP::FilterBase>& source,
                                                     ExtraFrames& extraFrames);

@@ -4,6 +4,7 @@
 
 #include "effect/DeflickerGraph.h"
 #include "effect/DeflickerParameters.h"
+#include "effect/RecursiveDeflicker.h"
 #include "ip/Evaluation.h"
 
 namespace TQ::Effect {
@@ -78,7 +79,7 @@ IP::Bounds DeflickerPlugin::regionOfInterest(Parameters& parameters, const IP::B
     format.depth = IP::PixelDepth::Half;
     TQ::Host::OFX::ConstHostWrapper queries(*this);
     BuildBlur(leaf, settings.sensitivityPixels)->DryRun(queries, window, format);
-    const int count = 2 * settings.ExtraFramesPerSide();
+    const int count = settings.PastFrames() + settings.FutureFrames();
     for (int slot = 0; slot < count; ++slot) {
         extraFrames.push_back({std::string(), leaf->region, 0.0});
     }
@@ -89,10 +90,10 @@ IP::Bounds DeflickerPlugin::regionOfInterest(Parameters& parameters, const IP::B
 
 std::vector<ExtraFrame> DeflickerPlugin::framesNeeded(Parameters& parameters,
                                                       const std::vector<ExtraFrame>& slots) {
-    const int side = readSettings(parameters).ExtraFramesPerSide();
+    const int past = readSettings(parameters).PastFrames();
     std::vector<ExtraFrame> frames = slots;
     for (std::size_t slot = 0; slot < frames.size(); ++slot) {
-        const int offset = static_cast<int>(slot) - side;
+        const int offset = static_cast<int>(slot) - past;
         frames[slot].timeOffset = offset < 0 ? offset : offset + 1;
     }
     return frames;
@@ -120,10 +121,16 @@ void DeflickerPlugin::renderImage(Parameters& parameters, HostLayer& source, Hos
     }
     std::shared_ptr<IP::FilterBase> graph = std::make_shared<FilterLayerWrapper>(source);
     const DeflickerSettings settings = readSettings(parameters);
-    if (!settings.PassesThrough()) {
-        HostFrames frames(_frameTable, frameLayers);
-        graph = BuildDeflickerGraph(settings, graph, frames);
+    HostFrames frames(_frameTable, frameLayers);
+    if (settings.PassesThrough()) {
+        IP::RenderGraph(graph, services, target);
+        return;
     }
+    if (settings.render == renderRecursive) {
+        RenderRecursively(settings, graph, frames, services, target);
+        return;
+    }
+    graph = BuildDeflickerGraph(settings, graph, frames);
     IP::RenderGraph(graph, services, target);
 }
 

@@ -27,8 +27,20 @@ bool DeflickerSettings::PassesThrough() const {
     return scaleX < smallestScale || scaleY < smallestScale || timeRadius == 0;
 }
 
-int DeflickerSettings::ExtraFramesPerSide() const {
-    return render == renderMotion || render == renderMask ? 1 : timeRadius;
+int DeflickerSettings::PastFrames() const {
+    switch (render) {
+        case renderMotion:
+        case renderMask:
+            return 1;
+        case renderRecursive:
+            return static_cast<int>(2 * (sigma * 3.0F));
+        default:
+            return timeRadius;
+    }
+}
+
+int DeflickerSettings::FutureFrames() const {
+    return render == renderRecursive ? 0 : PastFrames();
 }
 
 float DeflickerSettings::Weight(int offset) const {

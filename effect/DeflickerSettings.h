@@ -38,8 +38,9 @@ struct DeflickerSettings {
 
     /// Below an eighth of full size, and without neighbours, a frame passes through unchanged.
     bool PassesThrough() const;
-    /// Extra frames on each side of the current one.
-    int ExtraFramesPerSide() const;
+    /// Extra frames before the current one, and behind it.
+    int PastFrames() const;
+    int FutureFrames() const;
     /// Weight of the frame `offset` frames away: the Gaussian density of `sigma`.
     float Weight(int offset) const;
 };

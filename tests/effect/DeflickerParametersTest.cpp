@@ -118,7 +118,11 @@ TEST(DeflickerSettings, deriveUnitsMasksAndScaleRules) {
     values.render = renderMotion;
     settings = DeriveSettings(values, 0.2F, 0.2F);
     EXPECT_TRUE(settings.useMotion);
-    EXPECT_EQ(settings.ExtraFramesPerSide(), 1);
+    EXPECT_EQ(settings.PastFrames() + settings.FutureFrames(), 2);
+    values.render = renderRecursive;
+    settings = DeriveSettings(values, 1.0F, 1.0F);
+    EXPECT_EQ(settings.PastFrames(), 16);
+    EXPECT_EQ(settings.FutureFrames(), 0);
     // The weights are a sampled Gaussian density: over a window of three sigma they add up to nearly 1.
     float total = 0.0F;
     for (int offset = -8; offset <= 8; ++offset) {
