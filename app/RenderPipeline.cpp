@@ -168,8 +168,8 @@ std::optional<RenderedFrame> RenderPipeline::Render(const Plan& plan) {
             return RenderedFrame{source.stamp, other.picture, nullptr};
         }
     }
-    auto picture = std::make_shared<Picture>(_instance.PictureWidth(), _instance.PictureHeight(),
-                                             _instance.Format().depth);
+    auto picture =
+        _pictures.Take(_instance.PictureWidth(), _instance.PictureHeight(), _instance.Format().depth);
     const FrameProvider provider = [&](int frame) -> ConstPicturePointer {
         const bool declared = frame >= plan.needed.first && frame <= plan.needed.last;
         return declared ? _cache.Get(frame).picture : nullptr;

@@ -11,6 +11,7 @@
 
 #include "app/FrameCache.h"
 #include "app/host/Effect.h"
+#include "app/media/PicturePool.h"
 
 namespace TQ::App {
 
@@ -78,6 +79,7 @@ class RenderPipeline {
     const std::atomic<bool>& _interrupted;
     std::vector<Plan> _plans;
     FrameCache _cache;
+    PicturePool _pictures;
 
     std::mutex _mutex;
     std::condition_variable _changed;

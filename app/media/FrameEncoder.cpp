@@ -20,7 +20,7 @@ bool IsInterlaced(AVFieldOrder order) {
 
 FrameEncoder::FrameEncoder(const VideoOutput& output, const EncoderChoice& choice, Orientation turn,
                            bool globalHeader)
-    : _turn(turn), _context(avcodec_alloc_context3(choice.codec)) {
+    : _turn(turn), _context(avcodec_alloc_context3(choice.codec)), _frame(NewFrame()) {
     if (!_context) {
         throw std::bad_alloc();
     }
@@ -39,6 +39,9 @@ FrameEncoder::FrameEncoder(const VideoOutput& output, const EncoderChoice& choic
                              " pixels of the format " + av_get_pix_fmt_name(choice.pixelFormat) + ": " +
                              ErrorText(result));
     }
+    _frame->format = _context->pix_fmt;
+    _frame->width = _context->width;
+    _frame->height = _context->height;
     ColourTags colour = output.format.colour;
     colour.range = _context->color_range;
     _converter =
@@ -101,17 +104,17 @@ void FrameEncoder::Encode(const Picture& picture, const FrameStamp& stamp) {
         turned = TurnPicture(*source, _turn);
         source = turned.get();
     }
-    const FramePointer frame = NewFrame();
-    frame->format = _context->pix_fmt;
-    frame->width = _context->width;
-    frame->height = _context->height;
-    if (av_frame_get_buffer(frame.get(), 0) < 0) {
+    // The encoder either copied the samples of the frame before or still holds them, and then these are new
+    // ones.
+    const int result =
+        _frame->data[0] ? av_frame_make_writable(_frame.get()) : av_frame_get_buffer(_frame.get(), 0);
+    if (result < 0) {
         throw std::bad_alloc();
     }
-    _converter->FromPicture(*source, *frame);
-    frame->pts = stamp.time;
+    _converter->FromPicture(*source, *_frame);
+    _frame->pts = stamp.time;
     _durations[stamp.time] = stamp.duration;
-    Send(frame.get());
+    Send(_frame.get());
 }
 
 void FrameEncoder::EncodeUntouched(const AVFrame& samples, const FrameStamp& stamp) {

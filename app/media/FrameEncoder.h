@@ -33,6 +33,7 @@ class FrameEncoder {
 
     Orientation _turn;
     CodecPointer _context;
+    FramePointer _frame;  // the samples of pictures, used again and again
     std::unique_ptr<PixelConverter> _converter;
     std::map<std::int64_t, std::int64_t> _durations;  // of frames inside the encoder, by time
 };

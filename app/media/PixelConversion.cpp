@@ -103,7 +103,7 @@ ScalerPointer PixelConverter::MakeScaler(bool toPicture) const {
 }
 
 PicturePointer PixelConverter::ScaleToPicture(const AVFrame& samples) {
-    auto picture = std::make_shared<Picture>(_width, _height, _nativeDepth);
+    auto picture = _pictures.Take(_width, _height, _nativeDepth);
     if (!_toPicture) {
         _toPicture = MakeScaler(true);
     }
@@ -133,7 +133,7 @@ void PixelConverter::ScaleFromPicture(const Picture& picture, AVFrame& frame) {
 PicturePointer PixelConverter::ToPicture(const AVFrame& samples, SampleDepth depth) {
     PicturePointer picture;
     if (_direct) {
-        picture = std::make_shared<Picture>(_width, _height, _nativeDepth);
+        picture = _pictures.Take(_width, _height, _nativeDepth);
         UnpackSamples(samples, *_descriptor, *picture);
     } else {
         picture = ScaleToPicture(samples);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/media/PicturePool.h"
 #include "app/media/VideoInfo.h"
 
 namespace TQ::App {
@@ -33,6 +34,7 @@ class PixelConverter {
     ColourTags _colour;
     bool _direct;
     SampleDepth _nativeDepth;
+    PicturePool _pictures;
     ScalerPointer _toPicture;
     ScalerPointer _fromPicture;
 };
