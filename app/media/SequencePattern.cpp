@@ -4,7 +4,6 @@
 #include <cctype>
 #include <charconv>
 #include <map>
-#include <regex>
 
 #include "app/media/MediaError.h"
 
@@ -21,6 +20,31 @@ bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
+// Where a pattern's file name has the number.
+struct NumberPlace {
+    std::size_t begin;
+    std::size_t end;
+    std::size_t digits;
+};
+
+// The first %d, %0Nd or run of # from `from` on.
+std::optional<NumberPlace> FindPlace(const std::string& name, std::size_t from) {
+    for (std::size_t at = from; at < name.size(); ++at) {
+        if (name[at] == '#') {
+            const std::size_t end = std::min(name.find_first_not_of('#', at), name.size());
+            return NumberPlace{at, end, end - at};
+        }
+        if (name.compare(at, 2, "%d") == 0) {
+            return NumberPlace{at, at + 2, 0};
+        }
+        if (name.compare(at, 2, "%0") == 0 && at + 3 < name.size() && IsDigit(name[at + 2]) &&
+            name[at + 3] == 'd') {
+            return NumberPlace{at, at + 4, static_cast<std::size_t>(name[at + 2] - '0')};
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 bool IsStillImage(const fs::path& path) {
@@ -32,22 +56,16 @@ bool IsStillImage(const fs::path& path) {
 }
 
 std::optional<SequencePattern> SequencePattern::Parse(const fs::path& path) {
-    static const std::regex place("%(0([1-9]))?d|#+");
     const std::string name = path.filename().string();
-    std::smatch match;
-    if (!std::regex_search(name, match, place) || std::regex_search(match.suffix().str(), place)) {
+    const std::optional<NumberPlace> place = FindPlace(name, 0);
+    if (!place || FindPlace(name, place->end)) {
         return std::nullopt;
     }
     SequencePattern pattern;
     pattern._folder = path.parent_path();
-    pattern._before = match.prefix();
-    pattern._after = match.suffix();
-    const std::string found = match.str();
-    if (found[0] == '#') {
-        pattern._digits = found.size();
-    } else if (match[2].matched) {
-        pattern._digits = static_cast<std::size_t>(match[2].str()[0] - '0');
-    }
+    pattern._before = name.substr(0, place->begin);
+    pattern._after = name.substr(place->end);
+    pattern._digits = place->digits;
     return pattern;
 }
 
