@@ -42,15 +42,15 @@ double SmoothNoise(double x, double y, std::uint32_t seed) {
     return sum;
 }
 
-/// Grey of a scene: octaves of noise whose strength falls with their frequency, as in photographs.
+/// Grey of a scene: octaves of noise, about as strong at each scale as photographed and rendered footage is.
 double Texture(double x, double y, std::uint32_t seed) {
     double value = 0;
-    double period = 3;
-    double strength = 28;
-    for (std::uint32_t octave = 0; octave < 6; ++octave) {
+    double period = 2;
+    double strength = 50;
+    for (std::uint32_t octave = 0; octave < 7; ++octave) {
         value += strength * SmoothNoise(x / period, y / period, seed * 31 + octave);
-        period *= 2.3;
-        strength *= 1.35;
+        period *= 2;
+        strength *= 1.15;
     }
     return 118 + value;
 }

@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::int32_t valuesPerPixel = 2;
 constexpr int greyRowsPerPart = 64;
+/// Half a pixel of the larger picture, in pixels of the smaller.
+constexpr float centreOfTwo = 0.25F;
 /// Grey of white, red, green and blue; the sum is above 255, so that near white all is white.
 constexpr float greyWeights[3] = {76.5F, 153.0F, 28.05F};
 
@@ -96,9 +98,15 @@ std::shared_ptr<Layer> Halve(Host& host, Layer& picture, const DISLevel& size) {
     const Bounds bounds{0, 0, size.width, size.height};
     auto half = std::make_shared<Layer>(host);
     half->AllocateRegionLike(picture, bounds);
-    picture.ValidBounds() = picture.Bounds();
+    // The flow takes pixel x of a level for the pixels 2 x and 2 x + 1 of the next finer one, so it is
+    // sampled at 2 x + 0.5: asked for rectangles of 2 n - 1 and n pixels, the filter takes steps of
+    // exactly 2. It still reads what lies beyond the rectangle.
+    const Bounds whole = picture.Bounds();
+    picture.ValidBounds() = {whole.x1, whole.y1, whole.x1 + 2 * size.width - 1,
+                             whole.y1 + 2 * size.height - 1};
     const auto resize = std::make_shared<ResizeFilter>(std::make_shared<FilterLayer>(&picture), bounds);
     resize->reportsProgress = false;
+    resize->sampleOffset = centreOfTwo;
     resize->RunHost(host, *half, {&picture});
     return half;
 }

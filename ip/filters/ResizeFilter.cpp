@@ -39,19 +39,26 @@ std::string ResizeFilter::GetBoundsExpression() const {
     return "bounds1";
 }
 
+ResizeAxis ResizeFilter::AxisOf(std::int32_t inputSize, std::int32_t outputSize) const {
+    ResizeAxis axis(inputSize, outputSize);
+    axis.offset = sampleOffset;
+    return axis;
+}
+
 int ResizeFilter::IdentityInput() const {
-    return _outBounds == inputs[0]->GetBounds() ? 0 : -1;
+    return _outBounds == inputs[0]->GetBounds() && sampleOffset == 0 ? 0 : -1;
 }
 
 bool ResizeFilter::IsEqual(const FilterBase& other) const {
     const auto* same = dynamic_cast<const ResizeFilter*>(&other);
     return same != nullptr && FilterSeparable::IsEqual(other) && _outBounds == same->_outBounds &&
-           passMode == same->passMode;
+           passMode == same->passMode && sampleOffset == same->sampleOffset;
 }
 
 MergeAnswer ResizeFilter::MergeInput(const std::shared_ptr<FilterBase>& input) {
     const auto* resize = dynamic_cast<const ResizeFilter*>(input.get());
-    return resize != nullptr && resize->passMode == passMode ? MergeAnswer::Absorbed : MergeAnswer::None;
+    const bool same = resize != nullptr && resize->passMode == passMode && resize->sampleOffset == 0;
+    return same ? MergeAnswer::Absorbed : MergeAnswer::None;
 }
 
 void ResizeFilter::ExpandGraph(Host& /*expandHost*/, GPGPUContext* context,
@@ -63,6 +70,7 @@ void ResizeFilter::ExpandGraph(Host& /*expandHost*/, GPGPUContext* context,
     const Bounds from = source->GetBounds();
     const auto alongX =
         std::make_shared<ResizeFilter>(source, Bounds{_outBounds.x1, from.y1, _outBounds.x2, from.y2});
+    alongX->sampleOffset = sampleOffset;
     alongX->passMode = PassMode::First;
     passMode = PassMode::Second;
     _firstPass = alongX;
@@ -76,8 +84,8 @@ Bounds ResizeFilter::GetInputRegion(const Bounds& wanted, int /*input*/) const {
     if (IsInfinite(from) || IsEmpty(from)) {
         return Intersect(part, from);
     }
-    const ResizeAxis alongX(Width(from), Width(_outBounds));
-    const ResizeAxis alongY(Height(from), Height(_outBounds));
+    const ResizeAxis alongX = AxisOf(Width(from), Width(_outBounds));
+    const ResizeAxis alongY = AxisOf(Height(from), Height(_outBounds));
     const SampleRange x = SamplesFor(alongX, part.x1 - _outBounds.x1, part.x2 - _outBounds.x1, alongX.maxLen);
     const SampleRange y = SamplesFor(alongY, part.y1 - _outBounds.y1, part.y2 - _outBounds.y1, alongX.maxLen);
     return Intersect({x.begin + from.x1, y.begin + from.y1, x.end + from.x1, y.end + from.y1}, from);
@@ -101,8 +109,8 @@ void ResizeFilter::RunHost(Host& runHost, Layer& target, const std::vector<Layer
     const ResizeAxis untouched;
     BeginPasses(runHost);
     ResizeRun(runHost, target, _outBounds, source, from,
-              passMode == PassMode::Second ? untouched : ResizeAxis(Width(from), Width(_outBounds)),
-              passMode == PassMode::First ? untouched : ResizeAxis(Height(from), Height(_outBounds)))
+              passMode == PassMode::Second ? untouched : AxisOf(Width(from), Width(_outBounds)),
+              passMode == PassMode::First ? untouched : AxisOf(Height(from), Height(_outBounds)))
         .Run();
     for (int pass = 0; pass < ProgressSteps(); ++pass) {
         EndPass(runHost);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ip/Filter.h"
+#include "ip/filters/ResizeTable.h"
 
 namespace TQ::IP {
 
@@ -15,6 +16,9 @@ class ResizeFilter : public FilterSeparable {
   public:
     /// `outBounds` is not empty and not infinite; throws TQ::Exception otherwise or without an input.
     ResizeFilter(std::shared_ptr<FilterBase> input, const Bounds& outBounds);
+
+    /// Moves the positions where the input is read, in output pixels along both axes.
+    float sampleOffset = 0;
 
     const char* GetName() const override { return "Resize"; }
     Bounds GetBounds() const override { return _outBounds; }
@@ -39,6 +43,8 @@ class ResizeFilter : public FilterSeparable {
     void RunHostColumns(const Bounds& columns, int threadIndex) override;
 
   private:
+    ResizeAxis AxisOf(std::int32_t inputSize, std::int32_t outputSize) const;
+
     Bounds _outBounds;
     std::shared_ptr<FilterBase> _firstPass;
 };

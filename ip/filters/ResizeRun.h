@@ -13,7 +13,8 @@ class ResizeRun {
   public:
     /// `target` covers a part of the rectangle `outBounds`, `source` what that needs of `inBounds`. Both have
     /// four channels of the same format, not half float.
-    ResizeRun(Host& host, Layer& target, const Bounds& outBounds, const Layer& source, const Bounds& inBounds, const ResizeAxis& alongX, const ResizeAxis& alongY);
+    ResizeRun(Host& host, Layer& target, const Bounds& outBounds, const Layer& source, const Bounds& inBounds,
+              const ResizeAxis& alongX, const ResizeAxis& alongY);
     void Run();
 
   private:

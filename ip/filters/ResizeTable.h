@@ -17,13 +17,14 @@ struct ResizeAxis {
     float width;          ///< the cubic is stretched by this, so that it also filters when reducing
     float start;          ///< offset of the first tap from the sample's position
     std::int32_t maxLen;  ///< taps of a sample
+    float offset = 0;     ///< moves every position, in output samples
 
     ResizeAxis(std::int32_t inputSize, std::int32_t outputSize);
     /// An axis that is left as it is.
     ResizeAxis();
 
     /// The position of tap 0 of output sample `index`, in input samples, between two of them.
-    double Begin(std::int32_t index) const { return static_cast<double>(index) * step + start; }
+    double Begin(std::int32_t index) const { return (static_cast<double>(index) + offset) * step + start; }
 };
 
 /// The weights of a Mitchell-Netravali cubic ("Reconstruction Filters in Computer Graphics", 1988, B = C =
