@@ -47,7 +47,7 @@ void CheckPictures(InstanceObject& instance, const PropertySet& arguments) {
             Demand(instance, *clip, arguments.Text(NameFor(OfxNames::clipComponentsPrefix, *clip)),
                    kOfxImageComponentRGBA);
             Demand(instance, *clip, arguments.Text(NameFor(OfxNames::clipDepthPrefix, *clip)),
-                   DepthName(instance.Format().depth));
+                   ClaimedDepth(instance.Plugin().host->Profile(), instance.Format().depth));
         }
     }
 }

@@ -80,6 +80,8 @@ class EffectPlugin {
     static std::shared_ptr<EffectPlugin> Load(const std::filesystem::path& path,
                                               const HostProfile& profile = {},
                                               const std::string& identifier = {});
+    /// Sends Load and Describe once more to a plug-in that is in use, as hosts do that load for every frame.
+    static std::shared_ptr<EffectPlugin> LoadAgain(const std::shared_ptr<EffectPlugin>& plugin);
     ~EffectPlugin();
     EffectPlugin(const EffectPlugin&) = delete;
     EffectPlugin& operator=(const EffectPlugin&) = delete;
@@ -199,7 +201,8 @@ class EffectInstance {
     double OutputFrameRate() const;
     double OutputPixelAspect() const;
 
-    /// Sets a parameter as a user does, with the change bracket around it. `text`: a number; "true", "false",
+    /// Sets a parameter as a user does, with the change bracket around it, also one that the effect has
+    /// disabled. `text`: a number; "true", "false",
     /// "1", "0", "on", "off", "yes", "no"; an option's text (upper and lower case alike) or its index; text;
     /// components separated by commas. A push button is pressed, whatever the text. HostError names what
     /// would be valid.
@@ -212,6 +215,8 @@ class EffectInstance {
     /// The frame of the source that equals output frame `frame`; none when the effect has work to do.
     std::optional<int> IdentityFrame(int frame);
     Rectangle RegionOfDefinition(int frame);
+    /// The frames that the effect has to give, both ends included.
+    FrameRange TimeDomain();
     /// What the effect wants of each input clip, by the clip's name, when the whole picture is rendered.
     std::map<std::string, Rectangle> RegionsOfInterest(int frame);
 
@@ -234,6 +239,13 @@ class EffectInstance {
 
   private:
     struct State;
+    /// What the host does with a new instance.
+    void Settle();
+    /// Puts the questions (actions of the standard) for a frame; the answers are for plug-ins that prepare
+    /// something when they give them.
+    void Ask(const std::vector<std::string>& queries, int frame);
+    void RenderAnew(int frame, const FrameProvider& provider, Picture& output, const std::atomic<bool>* abort,
+                    const std::function<void(double)>& progress);
     std::unique_ptr<State> _state;
 };
 

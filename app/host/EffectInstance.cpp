@@ -1,12 +1,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <mutex>
 #include <optional>
 
-#include "app/host/InstanceObject.h"
+#include "app/host/InstanceState.h"
 #include "app/host/MemoryPool.h"
 #include "app/host/PropertyTables.h"
 
@@ -16,24 +14,34 @@ namespace {
 /// Frames beyond this are a plug-in's mistake, not a wish.
 constexpr double farthestFrame = 1e9;
 
-/// Plug-ins that cannot run twice at all take turns across the process.
-std::mutex unsafeMutex;
-
 /// The frame that a time means; none for one that is no number or beyond all clips.
 std::optional<int> FrameAt(double time) {
     const double frame = std::floor(time + 0.5);
     return std::abs(frame) <= farthestFrame ? std::optional<int>(static_cast<int>(frame)) : std::nullopt;
 }
 
-void CheckFormat(const EffectPlugin& plugin, const ClipFormat& format, double renderScale) {
+void CheckFormat(const EffectPlugin& plugin, const HostProfile& profile, const ClipFormat& format,
+                 double renderScale) {
     const bool isSound = format.width >= 1 && format.height >= 1 && format.pixelAspect > 0 &&
                          format.frameRate > 0 && format.frameCount >= 1;
     if (!isSound || !(renderScale > 0 && renderScale <= 1)) {
         throw HostError("a clip needs a size, a frame, a rate, a pixel aspect and a scale of at most 1");
     }
+    if (std::find(profile.depths.begin(), profile.depths.end(), format.depth) == profile.depths.end()) {
+        throw HostError(fmt::format("the host {} has no pictures of depth \"{}\"", profile.label,
+                                    DepthName(format.depth)));
+    }
     if (!plugin.SupportsDepth(format.depth)) {
         throw HostError(fmt::format("{} does not take pictures of depth \"{}\"", plugin.Label(),
                                     DepthName(format.depth)));
+    }
+}
+
+void CheckContext(const HostProfile& profile, std::string_view context) {
+    const auto& known = profile.contexts;
+    if (std::find(known.begin(), known.end(), ShortContextName(context)) == known.end()) {
+        throw HostError(fmt::format("the host {} does not know the context \"{}\"", profile.label,
+                                    ShortContextName(context)));
     }
 }
 
@@ -45,38 +53,11 @@ int ScaledSize(int size, double renderScale) {
     return std::max(1, static_cast<int>(std::ceil(size * renderScale - remainder)));
 }
 
-struct EffectInstance::State {
-    State(std::shared_ptr<EffectPlugin> loadedPlugin, const std::string& fullContext,
-          const ClipFormat& format, double renderScale)
-        : plugin(std::move(loadedPlugin)),
-          object(plugin->Internals(), *plugin->Internals().ContextOf(fullContext).object, fullContext, format,
-                 renderScale) {}
-
-    bool UsesTiles() {
-        return object.Plugin().host->Profile().supportsTiles &&
-               object.Properties().Int(kOfxImageEffectPropSupportsTiles);
-    }
-    std::unique_lock<std::mutex> TakeTurn();
-    void DefineWindow(PropertySet& arguments);
-    void AddRenderStatus(PropertySet& arguments);
-    std::map<std::string, Rectangle> QueryRegions(int frame, RenderJob* job);
-    void Sequence(const char* action, int first, int last, RenderJob* job);
-    OfxStatus RenderFrame(RenderJob& job, std::vector<HostMessage>& messages);
-    void Judge(RenderJob& job, OfxStatus status, std::vector<HostMessage> messages);
-
-    std::shared_ptr<EffectPlugin> plugin;
-    InstanceObject object;
-    bool temporal = false;
-    std::string threadSafety;
-    std::mutex instanceMutex;
-    std::atomic<bool> sequenceOpen{false};
-    FrameRange sequence;
-    std::atomic<int> leakedImages{0};
-};
-
 EffectInstance::EffectInstance(std::shared_ptr<EffectPlugin> plugin, std::string_view context,
                                const ClipFormat& format, double renderScale) {
-    CheckFormat(*plugin, format, renderScale);
+    const HostProfile& profile = plugin->Internals().host->Profile();
+    CheckFormat(*plugin, profile, format, renderScale);
+    CheckContext(profile, context);
     _state = std::make_unique<State>(std::move(plugin), FullContextName(context), format, renderScale);
     const PropertySet& described = _state->plugin->Internals().descriptor->Properties();
     _state->temporal = described.Int(kOfxImageEffectPropTemporalClipAccess) &&
@@ -85,10 +66,42 @@ EffectInstance::EffectInstance(std::shared_ptr<EffectPlugin> plugin, std::string
     _state->object.Perform(kOfxActionCreateInstance, nullptr, nullptr, "make an instance");
     try {
         UpdateClipPreferences(_state->object);
+        Settle();
     } catch (...) {
         std::vector<HostMessage> messages;
         _state->object.Try(kOfxActionDestroyInstance, nullptr, nullptr, nullptr, messages);
         throw;
+    }
+}
+
+void EffectInstance::Settle() {
+    InstanceObject& object = _state->object;
+    const HostProfile& profile = object.Plugin().host->Profile();
+    for (const auto& parameter : object.Parameters().All()) {
+        if (profile.announcesChange && parameter->Type().kind != ValueKind::None) {
+            object.NotifyChange(*parameter, kOfxChangeUserEdited);
+            break;
+        }
+    }
+    Ask(profile.instanceQueries, 0);
+}
+
+void EffectInstance::Ask(const std::vector<std::string>& queries, int frame) {
+    struct QueryRow {
+        const char* action;
+        void (*ask)(EffectInstance&, int frame);
+    };
+    static constexpr QueryRow rows[] = {
+        {kOfxImageEffectActionGetRegionOfDefinition,
+         [](EffectInstance& i, int f) { i.RegionOfDefinition(f); }},
+        {kOfxImageEffectActionIsIdentity, [](EffectInstance& i, int f) { i.IdentityFrame(f); }},
+        {kOfxImageEffectActionGetFramesNeeded, [](EffectInstance& i, int f) { i.NeededFrames(f); }},
+        {kOfxImageEffectActionGetTimeDomain, [](EffectInstance& i, int) { i.TimeDomain(); }},
+    };
+    for (const QueryRow& row : rows) {
+        if (std::find(queries.begin(), queries.end(), row.action) != queries.end()) {
+            row.ask(*this, frame);
+        }
     }
 }
 
@@ -143,10 +156,7 @@ void EffectInstance::SetParameter(std::string_view name, std::string_view text) 
         throw HostError(fmt::format("there is no parameter \"{}\"; {} has {}", name, _state->plugin->Label(),
                                     names.empty() ? "none" : names));
     }
-    if (!parameter->Properties().Int(kOfxParamPropEnabled)) {
-        throw HostError(
-            fmt::format("the effect has switched the parameter \"{}\" off: it cannot be changed now", name));
-    }
+    // A parameter that the effect has greyed out is set like any other: here is no window to grey it out in.
     if (!isButton) {
         const OfxStatus status = parameter->Set(ParseValue(*parameter, text));
         if (status != kOfxStatOK) {
@@ -215,7 +225,7 @@ std::optional<int> EffectInstance::IdentityFrame(int frame) {
     PropertySet inArgs;
     object.AddTime(inArgs, frame);
     object.AddScale(inArgs);
-    _state->DefineWindow(inArgs);
+    _state->DefineWindow(inArgs, object.Pictures().whole);
     PropertySet outArgs;
     outArgs.Define(Writable(TextRow(kOfxPropName)));
     outArgs.Define(Writable(DoubleRow(kOfxPropTime, frame)));
@@ -238,165 +248,40 @@ Rectangle EffectInstance::RegionOfDefinition(int frame) {
     PropertySet inArgs;
     object.AddTime(inArgs, frame);
     object.AddScale(inArgs);
+    const OfxRectD whole = object.WholeRegion();
     PropertySet outArgs;
     outArgs.Define(Writable(DoubleRow(kOfxImageEffectPropRegionOfDefinition, 0, 4)));
-    outArgs.SetDoubles(kOfxImageEffectPropRegionOfDefinition,
-                       {0, 0, Format().width * Format().pixelAspect, static_cast<double>(Format().height)});
+    outArgs.SetDoubles(kOfxImageEffectPropRegionOfDefinition, {whole.x1, whole.y1, whole.x2, whole.y2});
     object.Perform(kOfxImageEffectActionGetRegionOfDefinition, &inArgs, &outArgs,
                    fmt::format("tell the region of frame {}", frame));
     const auto region = outArgs.Numbers(kOfxImageEffectPropRegionOfDefinition);
     return {region[0], region[1], region[2], region[3]};
 }
 
-std::map<std::string, Rectangle> EffectInstance::RegionsOfInterest(int frame) {
-    return _state->QueryRegions(frame, nullptr);
-}
-
-std::map<std::string, Rectangle> EffectInstance::State::QueryRegions(int frame, RenderJob* job) {
-    const ClipFormat& format = object.Format();
-    const std::vector<double> whole = {0, 0, format.width * format.pixelAspect,
-                                       static_cast<double>(format.height)};
-    PropertySet inArgs;
-    object.AddTime(inArgs, frame);
-    object.AddScale(inArgs);
-    inArgs.Define(DoubleRow(kOfxImageEffectPropRegionOfInterest, 0, 4));
-    inArgs.SetDoubles(kOfxImageEffectPropRegionOfInterest, whole);
+FrameRange EffectInstance::TimeDomain() {
+    InstanceObject& object = _state->object;
+    const OfxRangeD whole = object.TimeBounds();
     PropertySet outArgs;
-    const auto name = [](const Clip& clip) { return OfxNames::clipRegionPrefix + clip.Name(); };
-    for (const auto& clip : object.Clips()) {
-        if (!clip->IsOutput()) {
-            outArgs.Define(Writable(DoubleRow(name(*clip).c_str(), 0, 4)));
-            outArgs.SetDoubles(name(*clip), whole);
-        }
-    }
-    if (UsesTiles()) {
-        object.Perform(kOfxImageEffectActionGetRegionsOfInterest, &inArgs, &outArgs,
-                       fmt::format("tell the regions that frame {} needs", frame), job);
-    }
-    std::map<std::string, Rectangle> regions;
-    for (const auto& clip : object.Clips()) {
-        if (!clip->IsOutput()) {
-            const auto region = outArgs.Numbers(name(*clip));
-            regions[clip->Name()] = {region[0], region[1], region[2], region[3]};
-        }
-    }
-    return regions;
-}
-
-void EffectInstance::State::DefineWindow(PropertySet& arguments) {
-    const PictureFormat& pictures = object.Pictures();
-    arguments.Define(IntRow(kOfxImageEffectPropRenderWindow, 0, 4));
-    arguments.SetInts(kOfxImageEffectPropRenderWindow, {0, 0, pictures.width, pictures.height});
-    arguments.Define(TextRow(kOfxImageEffectPropFieldToRender, kOfxImageFieldNone));
-}
-
-void EffectInstance::State::AddRenderStatus(PropertySet& arguments) {
-    arguments.Define(IntRow(kOfxImageEffectPropSequentialRenderStatus));
-    arguments.Define(IntRow(kOfxImageEffectPropInteractiveRenderStatus));
-    arguments.Define(TextRow(kOfxImageEffectPropNoSpatialAwareness, "false"));
-    if (object.Plugin().host->Profile().deviceProperties) {
-        arguments.Define(DeviceArgumentRows());
-    }
-}
-
-std::unique_lock<std::mutex> EffectInstance::State::TakeTurn() {
-    if (threadSafety == kOfxImageEffectRenderFullySafe) {
-        return {};
-    }
-    return std::unique_lock(threadSafety == kOfxImageEffectRenderInstanceSafe ? instanceMutex : unsafeMutex);
-}
-
-void EffectInstance::State::Sequence(const char* action, int first, int last, RenderJob* job) {
-    PropertySet inArgs;
-    object.AddTime(inArgs, first);
-    object.AddScale(inArgs);
-    AddRenderStatus(inArgs);
-    inArgs.Define(DoubleRow(kOfxImageEffectPropFrameRange, 0, 2));
-    inArgs.SetDoubles(kOfxImageEffectPropFrameRange, {static_cast<double>(first), static_cast<double>(last)});
-    inArgs.Define(DoubleRow(kOfxImageEffectPropFrameStep, 1));
-    inArgs.Define(IntRow(kOfxPropIsInteractive));
-    object.Perform(action, &inArgs, nullptr, fmt::format("prepare for frames {} to {}", first, last), job);
-}
-
-void EffectInstance::BeginSequence(int first, int last) {
-    if (_state->sequenceOpen) {
-        EndSequence();
-    }
-    _state->Sequence(kOfxImageEffectActionBeginSequenceRender, first, last, nullptr);
-    _state->sequence = {first, last};
-    _state->sequenceOpen = true;
-}
-
-void EffectInstance::EndSequence() {
-    if (_state->sequenceOpen.exchange(false)) {
-        _state->Sequence(kOfxImageEffectActionEndSequenceRender, _state->sequence.first,
-                         _state->sequence.last, nullptr);
-    }
-}
-
-OfxStatus EffectInstance::State::RenderFrame(RenderJob& job, std::vector<HostMessage>& messages) {
-    PropertySet inArgs;
-    object.AddTime(inArgs, job.Frame());
-    object.AddScale(inArgs);
-    DefineWindow(inArgs);
-    AddRenderStatus(inArgs);
-    inArgs.Define(IntRow(kOfxImageEffectPropRenderQualityDraft));
-    return object.Try(kOfxImageEffectActionRender, &inArgs, nullptr, &job, messages);
-}
-
-void EffectInstance::State::Judge(RenderJob& job, OfxStatus status, std::vector<HostMessage> messages) {
-    const int kept = job.TakeBackImages();
-    leakedImages += kept;
-    job.RethrowFailure();
-    if (status != kOfxStatOK) {
-        if (job.WasAborted()) {
-            throw RenderAborted();
-        }
+    outArgs.Define(Writable(DoubleRow(kOfxImageEffectPropFrameRange, 0, 2)));
+    outArgs.SetDoubles(kOfxImageEffectPropFrameRange, {whole.min, whole.max});
+    const std::string purpose = "tell the frames that it has";
+    object.Perform(kOfxImageEffectActionGetTimeDomain, nullptr, &outArgs, purpose);
+    const auto first = FrameAt(outArgs.Double(kOfxImageEffectPropFrameRange, 0));
+    const auto last = FrameAt(outArgs.Double(kOfxImageEffectPropFrameRange, 1));
+    if (!first || !last || *first > *last) {
         throw HostError(
-            FailureText(plugin->Label(), fmt::format("render frame {}", job.Frame()), status, messages));
+            fmt::format("{} could not {}: it gave no proper range", _state->plugin->Label(), purpose));
     }
-    if (kept > 0) {
-        throw HostError(fmt::format("{} kept {} of the images that it fetched for frame {}", plugin->Label(),
-                                    kept, job.Frame()));
-    }
-    object.AddMessages(std::move(messages));
+    return {*first, *last};
 }
 
-void EffectInstance::Render(int frame, const FrameProvider& provider, Picture& output,
-                            const std::atomic<bool>* abort, const std::function<void(double)>& progress) {
-    const PictureFormat& pictures = _state->object.Pictures();
-    if (output.Width() != pictures.width || output.Height() != pictures.height ||
-        output.Depth() != pictures.depth) {
-        throw HostError("the output picture has another size or depth than the clip");
+std::map<std::string, Rectangle> EffectInstance::RegionsOfInterest(int frame) {
+    const auto regions = _state->QueryRegions(frame, _state->object.WholeRegion(), nullptr);
+    std::map<std::string, Rectangle> rectangles;
+    for (const auto& [clip, region] : regions) {
+        rectangles[clip] = {region.x1, region.y1, region.x2, region.y2};
     }
-    RenderJob job(pictures, frame, provider, output, abort, progress);
-    const auto turn = _state->TakeTurn();
-    if (job.WasAborted()) {
-        throw RenderAborted();
-    }
-    const InstanceObject::ActiveJob active(_state->object, job);
-    _state->QueryRegions(frame, &job);
-    const bool isOwnSequence = !_state->sequenceOpen;
-    if (isOwnSequence) {
-        _state->Sequence(kOfxImageEffectActionBeginSequenceRender, frame, frame, &job);
-    }
-    std::vector<HostMessage> messages;
-    const OfxStatus status = _state->RenderFrame(job, messages);
-    if (isOwnSequence) {
-        try {
-            _state->Sequence(kOfxImageEffectActionEndSequenceRender, frame, frame, &job);
-        } catch (const HostError&) {
-            // Why the render failed says more.
-            if (status == kOfxStatOK) {
-                throw;
-            }
-        }
-    }
-    _state->Judge(job, status, std::move(messages));
-}
-
-bool EffectInstance::RendersConcurrently() const {
-    return _state->threadSafety == kOfxImageEffectRenderFullySafe;
+    return rectangles;
 }
 
 std::vector<HostMessage> EffectInstance::TakeMessages() {

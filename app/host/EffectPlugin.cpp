@@ -196,28 +196,55 @@ std::shared_ptr<EffectPlugin> EffectPlugin::Load(const std::filesystem::path& pa
     state->record->setHost(state->host->Record());
     std::shared_ptr<EffectPlugin> plugin(new EffectPlugin(std::move(state)));
     State& loading = *plugin->_state;
-    loading.Require(kOfxActionLoad, nullptr, nullptr, true, "start");
-    loading.loaded = true;
-    loading.descriptor = NewDescriptor(loading);
-    // Clips and parameters belong to a context.
-    loading.descriptor->Close();
-    loading.Require(kOfxActionDescribe, loading.descriptor.get(), nullptr, false, "describe itself");
+    loading.Describe();
+    if (profile.describesTwice) {
+        loading.Unload();
+        loading.Describe();
+    }
     CheckDescription(*plugin);
     return plugin;
+}
+
+std::shared_ptr<EffectPlugin> EffectPlugin::LoadAgain(const std::shared_ptr<EffectPlugin>& plugin) {
+    auto state = std::make_unique<State>();
+    state->path = plugin->_state->path;
+    state->record = plugin->_state->record;
+    state->host = plugin->_state->host;
+    state->original = plugin;
+    std::shared_ptr<EffectPlugin> again(new EffectPlugin(std::move(state)));
+    again->_state->Describe();
+    return again;
+}
+
+void EffectPlugin::State::Describe() {
+    Require(kOfxActionLoad, nullptr, nullptr, true, "start");
+    loaded = true;
+    if (!descriptor) {
+        descriptor = NewDescriptor(*this);
+        // Clips and parameters belong to a context.
+        descriptor->Close();
+    }
+    Require(kOfxActionDescribe, descriptor.get(), nullptr, false, "describe itself");
+}
+
+void EffectPlugin::State::Unload() {
+    if (!loaded || original) {
+        return;
+    }
+    loaded = false;
+    try {
+        Action scope(kOfxActionUnload, nullptr);
+        Call(kOfxActionUnload, nullptr, nullptr, nullptr);
+    } catch (const HostError&) {
+        // It is going anyway.
+    }
 }
 
 EffectPlugin::EffectPlugin(std::unique_ptr<State> state) : _state(std::move(state)) {
 }
 
 EffectPlugin::~EffectPlugin() {
-    if (_state->loaded) {
-        try {
-            Action scope(kOfxActionUnload, nullptr);
-            _state->Call(kOfxActionUnload, nullptr, nullptr, nullptr);
-        } catch (const HostError&) {
-            // It is going anyway.
-        }
-    }
+    _state->Unload();
 }
 
 const std::filesystem::path& EffectPlugin::BinaryPath() const {

@@ -81,15 +81,14 @@ OfxStatus ClipGetPropertySet(OfxImageClipHandle handle, OfxPropertySetHandle* pr
     });
 }
 
-/// Images are always handed out whole, which every region allows.
-OfxStatus ClipGetImage(OfxImageClipHandle handle, OfxTime time, const OfxRectD*,
+OfxStatus ClipGetImage(OfxImageClipHandle handle, OfxTime time, const OfxRectD* region,
                        OfxPropertySetHandle* image) {
     return With<Clip>(handle, [&](Clip& clip) -> OfxStatus {
         if (!image) {
             return kOfxStatErrValue;
         }
         RenderJob* job = clip.Owner().CurrentJob();
-        return job ? job->GetImage(clip, time, image) : kOfxStatFailed;
+        return job ? job->GetImage(clip, time, region, image) : kOfxStatFailed;
     });
 }
 
@@ -120,6 +119,10 @@ OfxStatus ImageMemoryAlloc(OfxImageEffectHandle handle, size_t bytes, OfxImageMe
         *memory = effect.AllocateMemory(bytes);
         return kOfxStatOK;
     });
+}
+
+OfxStatus NoImageMemory(OfxImageEffectHandle, size_t, OfxImageMemoryHandle*) {
+    return kOfxStatErrMemory;
 }
 
 OfxStatus ImageMemoryFree(OfxImageMemoryHandle handle) {
@@ -161,5 +164,11 @@ const OfxImageEffectSuiteV1 imageEffectSuite = {
     ImageMemoryLock,
     ImageMemoryUnlock,
 };
+
+const OfxImageEffectSuiteV1 imageEffectSuiteWithoutMemory = [] {
+    OfxImageEffectSuiteV1 suite = imageEffectSuite;
+    suite.imageMemoryAlloc = NoImageMemory;
+    return suite;
+}();
 
 }  // namespace TQ::App

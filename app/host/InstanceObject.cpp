@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 #include <utility>
 
@@ -35,7 +36,7 @@ const char* AlphaName(Alpha alpha) {
     }
 }
 
-PictureFormat PicturesOf(const ClipFormat& format, double renderScale, bool clipsIgnoreTime) {
+PictureFormat PicturesOf(const ClipFormat& format, double renderScale, const HostProfile& profile) {
     static std::atomic<int> instances{0};
     PictureFormat pictures;
     pictures.width = ScaledSize(format.width, renderScale);
@@ -44,7 +45,10 @@ PictureFormat PicturesOf(const ClipFormat& format, double renderScale, bool clip
     pictures.renderScale = renderScale;
     pictures.frameCount = format.frameCount;
     pictures.instanceName = fmt::format("instance {}", ++instances);
-    pictures.clipsIgnoreTime = clipsIgnoreTime;
+    pictures.profile = &profile;
+    const int left = static_cast<int>(std::floor(profile.originX * renderScale));
+    const int bottom = static_cast<int>(std::floor(profile.originY * renderScale));
+    pictures.whole = {left, bottom, left + pictures.width, bottom + pictures.height};
     return pictures;
 }
 
@@ -56,25 +60,36 @@ InstanceObject::InstanceObject(EffectPlugin::State& plugin, EffectObject& descri
       _plugin(plugin),
       _format(format),
       _renderScale(renderScale),
-      _pictures(PicturesOf(format, renderScale, plugin.host->Profile().clipsIgnoreTime)) {
+      _pictures(PicturesOf(format, renderScale, plugin.host->Profile())) {
     if (plugin.host->Profile().deviceProperties) {
         Properties().Define(DeviceSupportRows());
     }
     Properties().CopyFrom(description.Properties());
     FillProperties(fullContext);
     ConnectClips();
+    _pictures.cutImages = plugin.host->Profile().cutImages && UsesTiles();
+}
+
+bool InstanceObject::UsesTiles() const {
+    return _plugin.host->Profile().supportsTiles && Properties().Int(kOfxImageEffectPropSupportsTiles);
+}
+
+OfxRectD InstanceObject::WholeRegion() const {
+    const HostProfile& profile = _plugin.host->Profile();
+    return {profile.originX * _format.pixelAspect, static_cast<double>(profile.originY),
+            (profile.originX + _format.width) * _format.pixelAspect,
+            static_cast<double>(profile.originY + _format.height)};
 }
 
 void InstanceObject::FillProperties(const std::string& fullContext) {
     PropertySet& own = Properties();
-    const double width = _format.width * _format.pixelAspect;
-    const double height = _format.height;
+    const OfxRectD whole = WholeRegion();
     own.SetText(kOfxPropType, kOfxTypeImageEffectInstance);
     own.SetText(kOfxImageEffectPropContext, fullContext);
     own.SetPointer(kOfxImageEffectPropPluginHandle, _plugin.record);
-    own.SetDoubles(kOfxImageEffectPropProjectSize, {width, height});
-    own.SetDoubles(kOfxImageEffectPropProjectOffset, {0, 0});
-    own.SetDoubles(kOfxImageEffectPropProjectExtent, {width, height});
+    own.SetDoubles(kOfxImageEffectPropProjectSize, {whole.x2 - whole.x1, whole.y2 - whole.y1});
+    own.SetDoubles(kOfxImageEffectPropProjectOffset, {whole.x1, whole.y1});
+    own.SetDoubles(kOfxImageEffectPropProjectExtent, {whole.x2, whole.y2});
     own.SetDouble(kOfxImageEffectPropProjectPixelAspectRatio, _format.pixelAspect);
     own.SetDouble(kOfxImageEffectInstancePropEffectDuration, _format.frameCount);
     own.SetDouble(kOfxImageEffectPropFrameRate, _format.frameRate);
@@ -110,26 +125,33 @@ void InstanceObject::Connect(Clip& clip) {
             fmt::format("{} takes no RGBA pictures at its clip \"{}\"", _plugin.DisplayName(), clip.Name()));
     }
     own.SetInt(kOfxImageClipPropConnected, 1);
-    own.SetText(kOfxImageEffectPropPixelDepth, DepthName(_format.depth));
-    own.SetText(kOfxImageClipPropUnmappedPixelDepth, DepthName(_format.depth));
+    const HostProfile& profile = _plugin.host->Profile();
+    own.SetText(kOfxImageEffectPropPixelDepth, ClaimedDepth(profile, _format.depth));
+    own.SetText(kOfxImageClipPropUnmappedPixelDepth, ClaimedDepth(profile, _format.depth));
+    own.SetText(kOfxImageClipPropFieldOrder, profile.field.empty() ? kOfxImageFieldNone : profile.field);
     own.SetText(kOfxImageEffectPropComponents, kOfxImageComponentRGBA);
     own.SetText(kOfxImageClipPropUnmappedComponents, kOfxImageComponentRGBA);
     own.SetText(kOfxImageEffectPropPreMultiplication, AlphaName(_format.alpha));
     own.SetDouble(kOfxImagePropPixelAspectRatio, _format.pixelAspect);
     own.SetDouble(kOfxImageEffectPropFrameRate, _format.frameRate);
     own.SetDouble(kOfxImageEffectPropUnmappedFrameRate, _format.frameRate);
-    const OfxRangeD frames = TimeBounds();
+    using ClipRange = HostProfile::ClipRange;
+    const OfxRangeD frames = profile.clipFrameRange == ClipRange::ZeroToOne ? OfxRangeD{0, 1} : TimeBounds();
     for (const char* range : {kOfxImageEffectPropFrameRange, kOfxImageEffectPropUnmappedFrameRange}) {
-        if (_plugin.host->Profile().clipFrameRange) {
-            own.SetDoubles(range, {frames.min, frames.max});
-        } else {
+        if (profile.clipFrameRange == ClipRange::None) {
             own.Hollow(range);
+        } else {
+            own.SetDoubles(range, {frames.min, frames.max});
         }
     }
 }
 
 OfxStatus InstanceObject::Try(const char* action, PropertySet* inArgs, PropertySet* outArgs, RenderJob* job,
                               std::vector<HostMessage>& messages) {
+    const auto& absent = _plugin.host->Profile().absentActions;
+    if (std::find(absent.begin(), absent.end(), action) != absent.end()) {
+        return kOfxStatReplyDefault;
+    }
     Action scope(action, job);
     const OfxStatus status = _plugin.Call(action, this, inArgs, outArgs);
     messages = scope.TakeMessages();
@@ -228,7 +250,7 @@ OfxStatus InstanceObject::ClipRegion(const Clip& clip, OfxRectD& region) const {
     if (!clip.IsConnected()) {
         return kOfxStatFailed;
     }
-    region = {0, 0, _format.width * _format.pixelAspect, static_cast<double>(_format.height)};
+    region = WholeRegion();
     return kOfxStatOK;
 }
 

@@ -25,11 +25,15 @@ class InstanceObject : public EffectObject, private ParameterSet::Watcher {
     const ClipFormat& Format() const { return _format; }
     double RenderScale() const { return _renderScale; }
     const PictureFormat& Pictures() const { return _pictures; }
+    /// True when host and effect do.
+    bool UsesTiles() const;
+    /// Of a full picture.
+    OfxRectD WholeRegion() const;
     Clip& Source() { return *_source; }
     Clip& Output() { return *FindClip(kOfxImageEffectOutputClipName); }
 
-    /// Calls an action on the instance. Gives kOfxStatOK or kOfxStatReplyDefault, and throws HostError on
-    /// anything else.
+    /// Calls an action on the instance, unless this host never sends it: then the answer is the default.
+    /// Gives kOfxStatOK or kOfxStatReplyDefault, and throws HostError on anything else.
     OfxStatus Perform(const char* action, PropertySet* inArgs, PropertySet* outArgs,
                       const std::string& purpose, RenderJob* job = nullptr);
     /// The same without judging the status; `messages` gets what the plug-in said.

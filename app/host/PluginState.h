@@ -29,12 +29,18 @@ struct EffectPlugin::State {
     /// How messages name it: the label, before the description the file.
     std::string DisplayName() const;
     Context& ContextOf(const std::string& fullName);
+    /// Loads and describes; on a description that is there already, once more.
+    void Describe();
+    /// Nothing when not loaded, or when another one will do it.
+    void Unload();
 
     std::filesystem::path path;
     Platform::SharedLibrary library;
     OfxPlugin* record = nullptr;
     HostRecord* host = nullptr;
     bool loaded = false;
+    /// The plug-in that this one is loaded again of: holds the library, and unloads.
+    std::shared_ptr<EffectPlugin> original;
     std::unique_ptr<EffectObject> descriptor;
     std::mutex contextMutex;
     std::map<std::string, Context> contexts;

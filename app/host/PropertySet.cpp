@@ -82,6 +82,14 @@ void PropertySet::Hollow(std::string_view name) {
     std::visit([](auto& values) { values.clear(); }, property.values);
 }
 
+void PropertySet::Remove(std::string_view name) {
+    std::unique_lock lock(_mutex);
+    const auto place = _properties.find(name);
+    if (place != _properties.end()) {
+        _properties.erase(place);
+    }
+}
+
 bool PropertySet::Has(std::string_view name) const {
     std::shared_lock lock(_mutex);
     return _properties.find(name) != _properties.end();

@@ -71,6 +71,7 @@ class PropertySet : public HandleOwner<PropertySet, OfxPropertySetHandle> {
     void CopyFrom(const PropertySet& other);
     /// From now on the property has no elements, and reading any of them succeeds without a value.
     void Hollow(std::string_view name);
+    void Remove(std::string_view name);
     bool Has(std::string_view name) const;
 
     /// The host's own access; it may write everything. Unknown names and other types are faults of the host:

@@ -89,6 +89,10 @@ OfxStatus GetTexts(OfxPropertySetHandle handle, const char* name, int count, cha
     });
 }
 
+OfxStatus NoInts(OfxPropertySetHandle, const char*, int, int*) {
+    return kOfxStatErrValue;
+}
+
 OfxStatus Reset(OfxPropertySetHandle handle, const char* name) {
     return WithSet(handle, [&](PropertySet& set) { return set.Reset(name); });
 }
@@ -106,5 +110,11 @@ const OfxPropertySuiteV1 propertySuite = {
     SetMany<double>, SetMany<int>, GetOne<void*>,   GetText,      GetOne<double>, GetOne<int>,
     GetMany<void*>,  GetTexts,     GetMany<double>, GetMany<int>, Reset,          Dimension,
 };
+
+const OfxPropertySuiteV1 propertySuiteWithoutInts = [] {
+    OfxPropertySuiteV1 suite = propertySuite;
+    suite.propGetIntN = NoInts;
+    return suite;
+}();
 
 }  // namespace TQ::App

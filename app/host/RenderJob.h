@@ -6,9 +6,12 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <vector>
 
 #include "app/host/Effect.h"
 #include "app/host/EffectObject.h"
+#include "app/host/ImageLayout.h"
 
 namespace TQ::App {
 
@@ -21,9 +24,19 @@ class Image : public PropertySet {
     /// The image with that handle; null when there is none.
     static Image* FromHandle(OfxPropertySetHandle handle) { return dynamic_cast<Image*>(From(handle)); }
 
+    /// The plug-in gets a copy of `original` with upward rows. `isOutput`: what it wrote goes back there.
+    Raster Copy(const Raster& original, const OfxRectI& bounds, int pixelBytes, bool isOutput);
+    void WriteBack() const;
+
   private:
     RenderJob& _job;
     ConstPicturePointer _picture;
+    std::vector<std::uint8_t> _copy;
+    Raster _copied;
+    /// Where the copy goes back to; null when it does not.
+    Raster _target;
+    int _rows = 0;
+    std::size_t _bytes = 0;
 };
 
 /// What all renders of an instance have in common.
@@ -33,9 +46,21 @@ struct PictureFormat {
     SampleDepth depth = SampleDepth::Byte;
     double renderScale = 1;
     int frameCount = 1;
+    /// Where pictures lie, in pixels at the render scale.
+    OfxRectI whole{0, 0, 0, 0};
+    /// Images have only what was asked for.
+    bool cutImages = false;
     /// Part of the images' identifiers.
     std::string instanceName;
-    bool clipsIgnoreTime = false;
+    /// Of the host; it lives for ever.
+    const HostProfile* profile = nullptr;
+};
+
+/// A part of a frame that is rendered at once, and what the effect wants of each input for it, by the name of
+/// the clip. Pixels at the render scale.
+struct RenderWindow {
+    OfxRectI pixels{0, 0, 0, 0};
+    std::map<std::string, OfxRectI> regions;
 };
 
 /// One frame on its way through the plug-in: which pictures it may have, whether it shall stop.
@@ -46,13 +71,16 @@ class RenderJob {
               const std::atomic<bool>* abort, const std::function<void(double)>& progress);
 
     int Frame() const { return _frame; }
-    /// True when the effect shall stop, because of the flag or because a frame could not be had.
+    /// The next of `count` parts; not while the plug-in has images.
+    void SetWindow(RenderWindow window, std::size_t index, std::size_t count);
+    /// True when the effect shall stop, because of the flag, because a frame could not be had, or since that
+    /// is what this host does.
     bool ShallStop() const;
     bool WasAborted() const { return _abort && *_abort; }
     void Progress(double share);
 
-    /// An image of a clip at a time; kOfxStatFailed when there is none.
-    OfxStatus GetImage(const Clip& clip, double time, OfxPropertySetHandle* image);
+    /// An image of a clip at a time; kOfxStatFailed when there is none. `region` may be null.
+    OfxStatus GetImage(const Clip& clip, double time, const OfxRectD* region, OfxPropertySetHandle* image);
     /// False when the image is not of this job.
     bool ReleaseImage(Image& image);
     /// Takes back what the plug-in kept, and counts it.
@@ -62,9 +90,10 @@ class RenderJob {
 
   private:
     OfxStatus GetOutput(const Clip& clip, OfxPropertySetHandle* image);
-    OfxStatus GetSource(const Clip& clip, int frame, OfxPropertySetHandle* image);
+    OfxStatus GetSource(const Clip& clip, int frame, const OfxRectD* region, OfxPropertySetHandle* image);
     ConstPicturePointer Fetch(int frame);
-    void Fill(PropertySet& properties, const Clip& clip, const Picture& picture) const;
+    OfxRectI SourceBounds(const Clip& clip, const OfxRectD* region) const;
+    void Fill(Image& image, const Clip& clip, const Picture& picture, const OfxRectI& bounds) const;
     OfxPropertySetHandle Keep(std::unique_ptr<Image> image);
 
     const PictureFormat& _format;
@@ -73,6 +102,9 @@ class RenderJob {
     Picture& _output;
     const std::atomic<bool>* _abort;
     const std::function<void(double)>& _progress;
+    RenderWindow _window;
+    std::size_t _windowIndex = 0;
+    std::size_t _windowCount = 1;
 
     std::mutex _mutex;
     std::map<Image*, std::unique_ptr<Image>> _images;
@@ -82,5 +114,10 @@ class RenderJob {
 
 /// The standard's name of a depth.
 const char* DepthName(SampleDepth depth);
+/// What the host calls it.
+std::string ClaimedDepth(const HostProfile& profile, SampleDepth depth);
+/// A canonical region in whole pixels, outwards. `aspect` is that of a pixel. Not-a-numbers count as no
+/// limit.
+OfxRectI ToPixels(const OfxRectD& region, double renderScale, double aspect);
 
 }  // namespace TQ::App

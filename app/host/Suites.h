@@ -17,11 +17,17 @@ extern const OfxParameterSuiteV1 parameterSuite;
 extern const OfxImageEffectSuiteV1 imageEffectSuite;
 extern const OfxMemorySuiteV1 memorySuite;
 extern const OfxMultiThreadSuiteV1 multiThreadSuite;
-extern const OfxMultiThreadSuiteV1 multiThreadStandIn;
 extern const OfxMessageSuiteV1 messageSuite1;
 extern const OfxMessageSuiteV2 messageSuite2;
 extern const OfxProgressSuiteV1 progressSuite1;
 extern const OfxProgressSuiteV2 progressSuite2;
 extern const OfxTimeLineSuiteV1 timeLineSuite;
+
+/// Those of hosts that depart from the standard; HostProfile tells of each departure.
+extern const OfxPropertySuiteV1 propertySuiteWithoutInts;
+extern const OfxImageEffectSuiteV1 imageEffectSuiteWithoutMemory;
+extern const OfxMultiThreadSuiteV1 multiThreadStandIn;
+extern const OfxMessageSuiteV1 plainMessageSuite1;
+extern const OfxMessageSuiteV2 plainMessageSuite2;
 
 }  // namespace TQ::App

@@ -40,14 +40,27 @@ std::string KindName(std::string_view type) {
     return kind;
 }
 
-OfxStatus Post(void* handle, const char* type, const char* format, va_list arguments) {
+/// What printf makes of a format when nobody looks after its arguments; conversions stay as they are.
+std::string FormattedAlone(std::string_view format) {
+    std::string text;
+    for (std::size_t i = 0; i < format.size(); ++i) {
+        text += format[i];
+        if (format[i] == '%' && i + 1 < format.size() && format[i + 1] == '%') {
+            ++i;
+        }
+    }
+    return text;
+}
+
+template <typename Format>
+OfxStatus Post(void* handle, const char* type, const char* format, Format&& formatted) {
     if (handle && !EffectObject::FromAddress(handle)) {
         return kOfxStatErrBadHandle;
     }
     if (!type || !format) {
         return kOfxStatErrValue;
     }
-    HostMessage message{KindName(type), Formatted(format, arguments)};
+    HostMessage message{KindName(type), formatted()};
     // Outside every call there is nobody to tell.
     if (Action* action = Action::Current()) {
         action->AddMessage(std::move(message));
@@ -59,9 +72,14 @@ OfxStatus Post(void* handle, const char* type, const char* format, va_list argum
 OfxStatus Message(void* handle, const char* type, const char*, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const OfxStatus status = Guarded([&] { return Post(handle, type, format, arguments); });
+    const OfxStatus status =
+        Guarded([&] { return Post(handle, type, format, [&] { return Formatted(format, arguments); }); });
     va_end(arguments);
     return status;
+}
+
+OfxStatus PlainMessage(void* handle, const char* type, const char*, const char* format, ...) {
+    return Guarded([&] { return Post(handle, type, format, [&] { return FormattedAlone(format); }); });
 }
 
 // A persistent message is for a window that stays; here it is one more line.
@@ -129,6 +147,8 @@ OfxStatus GetTimeBounds(void* handle, double* first, double* last) {
 
 const OfxMessageSuiteV1 messageSuite1 = {Message};
 const OfxMessageSuiteV2 messageSuite2 = {Message, Message, ClearPersistentMessage};
+const OfxMessageSuiteV1 plainMessageSuite1 = {PlainMessage};
+const OfxMessageSuiteV2 plainMessageSuite2 = {PlainMessage, PlainMessage, ClearPersistentMessage};
 const OfxProgressSuiteV1 progressSuite1 = {ProgressStart, ProgressUpdate, ProgressEnd};
 const OfxProgressSuiteV2 progressSuite2 = {ProgressStart2, ProgressUpdate, ProgressEnd};
 const OfxTimeLineSuiteV1 timeLineSuite = {GetTime, GotoTime, GetTimeBounds};
