@@ -35,7 +35,8 @@ class SharedLibrary {
 std::filesystem::path ExecutablePath();
 /// Where an OpenFX bundle keeps the binary for this system below Contents: "Linux-x86-64" or "Win64".
 const char* BundleArchitecture();
-/// Folders that the OpenFX standard names for installed bundles on this system, OFX_PLUGIN_PATH entries first.
+/// Folders that the OpenFX standard names for installed bundles on this system, OFX_PLUGIN_PATH entries
+/// first.
 std::vector<std::filesystem::path> PluginFolders();
 
 /// Moves `from` over `to` in one step (same file system); throws std::filesystem::filesystem_error.
@@ -53,8 +54,8 @@ int HardwareThreadCount();
 /// The largest resident set of this process so far, in bytes.
 std::uint64_t PeakMemoryBytes();
 
-/// From now on Ctrl-C (and a polite request to end) sets `flag`; a second one ends the process at once with status 130.
-/// `flag` lives for the rest of the process.
+/// From now on Ctrl-C (and a polite request to end) sets `flag`; one that comes two seconds later or more
+/// ends the process at once with status 130. `flag` lives for the rest of the process.
 void SetInterruptFlag(std::atomic<bool>& flag);
 
 /// Shows a web page in the user's browser; false when that cannot be done.

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <stdexcept>
 #include <string>
 
@@ -22,11 +23,25 @@ namespace TQ::Platform {
 namespace {
 
 constexpr int interruptedStatus = 130;
+// One request often arrives as two signals: to the process, and to its group.
+constexpr std::time_t secondsToClearUp = 2;
 std::atomic<std::atomic<bool>*> interruptFlag{nullptr};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<std::atomic<bool>*>::is_always_lock_free);
+static_assert(std::atomic<bool>::is_always_lock_free &&
+              std::atomic<std::atomic<bool>*>::is_always_lock_free &&
+              std::atomic<std::time_t>::is_always_lock_free);
+
+std::atomic<std::time_t> interruptedAt{0};
+
+std::time_t SecondsNow() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
 
 extern "C" void OnInterrupt(int) {
-    if (interruptFlag.load()->exchange(true)) {
+    if (!interruptFlag.load()->exchange(true)) {
+        interruptedAt = SecondsNow();
+    } else if (SecondsNow() - interruptedAt >= secondsToClearUp) {
         _exit(interruptedStatus);
     }
 }

@@ -28,10 +28,16 @@ namespace TQ::Platform {
 namespace {
 
 constexpr UINT interruptedStatus = 130;
+// As on other systems, where one request often arrives as two.
+constexpr ULONGLONG millisecondsToClearUp = 2000;
 std::atomic<std::atomic<bool>*> interruptFlag{nullptr};
 
+std::atomic<ULONGLONG> interruptedAt{0};
+
 BOOL WINAPI OnInterrupt(DWORD) {
-    if (interruptFlag.load()->exchange(true)) {
+    if (!interruptFlag.load()->exchange(true)) {
+        interruptedAt = GetTickCount64();
+    } else if (GetTickCount64() - interruptedAt >= millisecondsToClearUp) {
         ExitProcess(interruptedStatus);
     }
     return TRUE;
