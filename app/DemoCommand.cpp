@@ -8,6 +8,8 @@
 #include "app/ProgressLine.h"
 #include "app/RenderPipeline.h"
 #include "app/demo/Demo.h"
+#include "app/demo/FlickerMeter.h"
+#include "app/demo/ReportPicture.h"
 #include "app/media/VideoWriter.h"
 #include "platform/Platform.h"
 

@@ -4,7 +4,6 @@
 #include <span>
 #include <string_view>
 
-#include "app/demo/FlickerMeter.h"
 #include "app/picture/Picture.h"
 
 namespace TQ::App {
@@ -52,9 +51,5 @@ class DemoClip {
     DemoFormat _format;
     std::unique_ptr<Implementation> _implementation;
 };
-
-/// The picture that sums a demonstration up: brightness over time before, after and in truth, and below it
-/// the row-by-time maps of both. 8-bit, 1280 x 880. `report` holds at least one frame.
-PicturePointer DrawReport(const DemoKind& kind, const FlickerReport& report);
 
 }  // namespace TQ::App

@@ -46,7 +46,6 @@ class FlickerMeter {
         std::vector<double> rowMeans;
         double squaredError = 0;
     };
-    void AddTo(Record& record, const Picture& picture, const Picture& truth) const;
     ClipMeasure Measure(const Record& record) const;
 
     int _width = 0;
