@@ -179,10 +179,14 @@ BENCHMARK(HalfOpenCv)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->U
 
 }  // namespace
 
+/// With arguments, those of Google Benchmark, only the times are measured.
 int main(int argc, char** argv) {
+    const bool timesOnly = argc > 1;
     benchmark::Initialize(&argc, argv);
     cv::setNumThreads(threads);
-    PrintErrors();
+    if (!timesOnly) {
+        PrintErrors();
+    }
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -45,12 +45,18 @@ struct PartialSums {
     F part[vectors];
 };
 
+/// `Taps` 0: as many as `taps` says.
+template <int Taps>
 TQ_INLINE PartialSums SumTaps(const float* source, const float* weights, int taps) {
+    const int count = Taps == 0 ? taps : Taps;
     PartialSums sums;
+#pragma GCC unroll 4
     for (int i = 0; i < PartialSums::vectors; ++i) {
         sums.part[i] = Read<F>(weights + i * lanes) * Read<F>(source + i * lanes);
     }
-    for (int k = resizeTapGroup; k < taps; k += resizeTapGroup) {
+#pragma GCC unroll 2
+    for (int k = resizeTapGroup; k < count; k += resizeTapGroup) {
+#pragma GCC unroll 4
         for (int i = 0; i < PartialSums::vectors; ++i) {
             sums.part[i] += Read<F>(weights + 4 * k + i * lanes) * Read<F>(source + 4 * k + i * lanes);
         }
@@ -70,33 +76,49 @@ TQ_INLINE __m128 AddHalves(F a) {
 }
 #endif
 
-void FilterRow(float* target, const float* source, const ResizePosition* positions, int width,
-               const float* weights, int taps) {
+template <int Taps>
+TQ_INLINE void FilterPixels(float* target, const float* source, const ResizePosition* positions, int width,
+                            const float* weights, int taps) {
+    const std::int64_t rowFloats = std::int64_t{4} * taps;
     const auto sourceOf = [&](int x) { return source + std::int64_t{4} * positions[x].first; };
-    const auto weightsOf = [&](int x) { return weights + std::int64_t{4} * taps * positions[x].phase; };
+    const auto weightsOf = [&](int x) { return weights + rowFloats * positions[x].phase; };
     int x = 0;
 #if TQ_LANES == 16
     for (; x + 4 <= width; x += 4) {
         F sums[4];
+#pragma GCC unroll 4
         for (int i = 0; i < 4; ++i) {
-            sums[i] = SumTaps(sourceOf(x + i), weightsOf(x + i), taps).part[0];
+            sums[i] = SumTaps<Taps>(sourceOf(x + i), weightsOf(x + i), taps).part[0];
         }
         Write(target + std::int64_t{4} * x,
               AddQuarters(AddQuarters(sums[0], sums[1]), AddQuarters(sums[2], sums[3])));
     }
 #elif TQ_LANES == 8
     for (; x < width; ++x) {
-        const PartialSums sums = SumTaps(sourceOf(x), weightsOf(x), taps);
+        const PartialSums sums = SumTaps<Taps>(sourceOf(x), weightsOf(x), taps);
         Write(target + std::int64_t{4} * x, AddHalves(sums.part[0]) + AddHalves(sums.part[1]));
     }
 #elif TQ_LANES == 4
     for (; x < width; ++x) {
-        const PartialSums sums = SumTaps(sourceOf(x), weightsOf(x), taps);
+        const PartialSums sums = SumTaps<Taps>(sourceOf(x), weightsOf(x), taps);
         Write(target + std::int64_t{4} * x, (sums.part[0] + sums.part[1]) + (sums.part[2] + sums.part[3]));
     }
 #endif
     for (; x < width; ++x) {
         FilterPixel(target + std::int64_t{4} * x, sourceOf(x), weightsOf(x), taps);
+    }
+}
+
+void FilterRow(float* target, const float* source, const ResizePosition* positions, int width,
+               const float* weights, int taps) {
+    // Halving takes 8 taps, or a few more when the sizes do not divide; that is worth unrolled loops.
+    switch (taps) {
+        case 8:
+            return FilterPixels<8>(target, source, positions, width, weights, taps);
+        case 12:
+            return FilterPixels<12>(target, source, positions, width, weights, taps);
+        default:
+            return FilterPixels<0>(target, source, positions, width, weights, taps);
     }
 }
 
