@@ -18,8 +18,8 @@ namespace TQ::Bench {
 
 namespace {
 
-constexpr std::size_t streamBytes = std::size_t{256}
-                                    << 20;  // per thread, several times the last-level cache's share
+/// Of each thread: larger than the last-level cache, so that the next repetition finds nothing of it there.
+constexpr std::size_t streamBytes = std::size_t{512} << 20;
 constexpr int repetitions = 5;
 
 using Clock = std::chrono::steady_clock;
@@ -54,64 +54,100 @@ double BestSeconds(int threads, const std::function<void(int)>& work) {
     return best;
 }
 
-// Vectors as wide as the level has them; eight independent chains hide the latency of the multiply-add.
+/// The two loops for one vector width. The multiply-adds run in twelve independent chains, which hide their
+/// latency; each chain is a variable of its own, since an array of them would be kept in memory.
+#define STEADYLUX_MACHINE_LOOPS(suffix, target_name, bytes)                                         \
+    __attribute__((target(target_name), noinline)) float MultiplyAdds##suffix(std::int64_t steps) { \
+        typedef float Vector __attribute__((vector_size(bytes)));                                   \
+        const Vector factor = Vector{} + 0.999F;                                                    \
+        const Vector addend = Vector{} + 0.001F;                                                    \
+        Vector a = Vector{}, b = a + 1, c = a + 2, d = a + 3, e = a + 4, f = a + 5;                 \
+        Vector g = a + 6, h = a + 7, i = a + 8, j = a + 9, k = a + 10, l = a + 11;                  \
+        for (std::int64_t step = 0; step < steps; ++step) {                                         \
+            a = a * factor + addend, b = b * factor + addend, c = c * factor + addend;              \
+            d = d * factor + addend, e = e * factor + addend, f = f * factor + addend;              \
+            g = g * factor + addend, h = h * factor + addend, i = i * factor + addend;              \
+            j = j * factor + addend, k = k * factor + addend, l = l * factor + addend;              \
+        }                                                                                           \
+        const Vector total = a + b + c + d + e + f + g + h + i + j + k + l;                         \
+        return total[0];                                                                            \
+    }                                                                                               \
+    __attribute__((target(target_name), noinline)) std::uint64_t Read##suffix(const void* block) {  \
+        typedef std::uint64_t Vector __attribute__((vector_size(bytes)));                           \
+        const auto* words = static_cast<const Vector*>(__builtin_assume_aligned(block, bytes));     \
+        Vector a = Vector{}, b = a, c = a, d = a;                                                   \
+        for (std::size_t i = 0; i < streamBytes / (bytes); i += 4) {                                \
+            a += words[i], b += words[i + 1], c += words[i + 2], d += words[i + 3];                 \
+        }                                                                                           \
+        const Vector total = a + b + c + d;                                                         \
+        return total[0];                                                                            \
+    }
+
+STEADYLUX_MACHINE_LOOPS(Avx512, "avx512f,fma", 64)
+STEADYLUX_MACHINE_LOOPS(Avx2, "avx2,fma", 32)
+STEADYLUX_MACHINE_LOOPS(Sse, "sse2", 16)
+
+#undef STEADYLUX_MACHINE_LOOPS
+
 constexpr int chains = 12;
 constexpr std::int64_t chainSteps = 20'000'000;
 
-#define STEADYLUX_MULTIPLY_ADD_LOOP(name, target_name, bytes)                       \
-    __attribute__((target(target_name), noinline)) float name(std::int64_t steps) { \
-        typedef float Vector __attribute__((vector_size(bytes)));                   \
-        Vector sums[chains];                                                        \
-        for (int i = 0; i < chains; ++i) {                                          \
-            sums[i] = Vector{} + static_cast<float>(i);                             \
-        }                                                                           \
-        const Vector factor = Vector{} + 0.999F;                                    \
-        const Vector addend = Vector{} + 0.001F;                                    \
-        for (std::int64_t step = 0; step < steps; ++step) {                         \
-            _Pragma("GCC unroll 12") for (int i = 0; i < chains; ++i) {             \
-                sums[i] = sums[i] * factor + addend;                                \
-            }                                                                       \
-            __asm__ volatile("" ::: "memory");                                      \
-        }                                                                           \
-        float total = 0;                                                            \
-        for (int i = 0; i < chains; ++i) {                                          \
-            total += sums[i][0];                                                    \
-        }                                                                           \
-        return total;                                                               \
+struct MachineLoops {
+    float (*multiplyAdds)(std::int64_t);
+    std::uint64_t (*read)(const void*);
+    int lanes;  ///< floats in a vector
+};
+
+MachineLoops LoopsForLevel(IP::IsaLevel level) {
+    switch (level) {
+        case IP::IsaLevel::AVX512:
+            return {MultiplyAddsAvx512, ReadAvx512, 16};
+        case IP::IsaLevel::AVX2:
+            return {MultiplyAddsAvx2, ReadAvx2, 8};
+        default:
+            return {MultiplyAddsSse, ReadSse, 4};
     }
-
-STEADYLUX_MULTIPLY_ADD_LOOP(LoopAvx512, "avx512f,fma", 64)
-STEADYLUX_MULTIPLY_ADD_LOOP(LoopAvx2, "avx2,fma", 32)
-STEADYLUX_MULTIPLY_ADD_LOOP(LoopSse, "sse2", 16)
-
-#undef STEADYLUX_MULTIPLY_ADD_LOOP
-
-volatile float sink;
-volatile std::uint64_t integerSink;
-
-double MeasureFlops(int threads) {
-    const IP::IsaLevel level = IP::BestLevel();
-    const bool wide = level == IP::IsaLevel::AVX512;
-    const bool medium = level == IP::IsaLevel::AVX2;
-    const int lanes = wide ? 16 : (medium ? 8 : 4);
-    const double seconds = BestSeconds(threads, [&](int) {
-        sink = wide ? LoopAvx512(chainSteps) : (medium ? LoopAvx2(chainSteps) : LoopSse(chainSteps));
-    });
-    return 2.0 * chains * lanes * static_cast<double>(chainSteps) * threads / seconds;
 }
 
-std::uint64_t SumOf(const std::uint64_t* words, std::size_t count) {
-    std::uint64_t sums[8] = {};
-    for (std::size_t i = 0; i + 8 <= count; i += 8) {
-        for (std::size_t k = 0; k < 8; ++k) {
-            sums[k] += words[i + k];
-        }
+/// Results go here, so that the loops are not left out.
+std::atomic<float> floatSink;
+std::atomic<std::uint64_t> integerSink;
+
+/// A block of streamBytes, its pages in place.
+class StreamBlock {
+  public:
+    StreamBlock() : _bytes(new unsigned char[streamBytes + alignment]) {
+        std::memset(_bytes.get(), 1, streamBytes + alignment);
     }
-    std::uint64_t total = 0;
-    for (const std::uint64_t sum : sums) {
-        total += sum;
+    unsigned char* Data() const {
+        const auto address = reinterpret_cast<std::uintptr_t>(_bytes.get());
+        return _bytes.get() + (alignment - address % alignment) % alignment;
     }
-    return total;
+
+  private:
+    static constexpr std::size_t alignment = 64;
+    std::unique_ptr<unsigned char[]> _bytes;
+};
+
+MachineBounds Measure(int threads) {
+    const MachineLoops loops = LoopsForLevel(IP::BestLevel());
+    const std::vector<StreamBlock> sources(static_cast<std::size_t>(threads));
+    const std::vector<StreamBlock> targets(static_cast<std::size_t>(threads));
+    const double total = static_cast<double>(streamBytes) * threads;
+    MachineBounds bounds{};
+    bounds.threads = threads;
+    bounds.readBytesPerSecond = total / BestSeconds(threads, [&](int thread) {
+                                    integerSink =
+                                        loops.read(sources[static_cast<std::size_t>(thread)].Data());
+                                });
+    bounds.copyBytesPerSecond = 2.0 * total / BestSeconds(threads, [&](int thread) {
+                                    const auto index = static_cast<std::size_t>(thread);
+                                    std::memcpy(targets[index].Data(), sources[index].Data(), streamBytes);
+                                });
+    const double operations = 2.0 * chains * loops.lanes * static_cast<double>(chainSteps) * threads;
+    bounds.multiplyAddsFlops =
+        operations / BestSeconds(threads, [&](int) { floatSink = loops.multiplyAdds(chainSteps); });
+    return bounds;
 }
 
 }  // namespace
@@ -119,29 +155,7 @@ std::uint64_t SumOf(const std::uint64_t* words, std::size_t count) {
 const MachineBounds& MeasureMachine(int threads) {
     static std::map<int, MachineBounds> known;
     const auto found = known.find(threads);
-    if (found != known.end()) {
-        return found->second;
-    }
-    constexpr std::size_t words = streamBytes / sizeof(std::uint64_t);
-    std::vector<std::vector<std::uint64_t>> sources(static_cast<std::size_t>(threads));
-    std::vector<std::vector<std::uint64_t>> targets(static_cast<std::size_t>(threads));
-    for (std::size_t thread = 0; thread < sources.size(); ++thread) {
-        sources[thread].assign(words, thread + 1);
-        targets[thread].assign(words, 0);
-    }
-    MachineBounds bounds{};
-    bounds.threads = threads;
-    const double total = static_cast<double>(streamBytes) * threads;
-    bounds.readBytesPerSecond = total / BestSeconds(threads, [&](int thread) {
-                                    integerSink =
-                                        SumOf(sources[static_cast<std::size_t>(thread)].data(), words);
-                                });
-    bounds.copyBytesPerSecond = 2.0 * total / BestSeconds(threads, [&](int thread) {
-                                    const auto index = static_cast<std::size_t>(thread);
-                                    std::memcpy(targets[index].data(), sources[index].data(), streamBytes);
-                                });
-    bounds.multiplyAddsFlops = MeasureFlops(threads);
-    return known.emplace(threads, bounds).first->second;
+    return found != known.end() ? found->second : known.emplace(threads, Measure(threads)).first->second;
 }
 
 double LeastSeconds(const MachineBounds& machine, double bytesMoved, double operations) {

@@ -7,12 +7,11 @@ struct MachineBounds {
     int threads;
     double readBytesPerSecond;  ///< all threads together, streaming over memory far larger than the caches
     double copyBytesPerSecond;  ///< the same for a copy, bytes read plus bytes written
-    double
-        multiplyAddsFlops;  ///< single-precision operations per second, a fused multiply-add counting as two
+    double multiplyAddsFlops;   ///< single precision, a fused multiply-add counting as two operations
 };
 
-/// Measures with `threads` threads at once; about a second. Later calls with the same count return the first
-/// answer.
+/// Measures with `threads` threads at once; about two seconds and 1 GiB a thread. Later calls with the same
+/// count return the first answer.
 const MachineBounds& MeasureMachine(int threads);
 
 /// The least seconds that an operation can take which reads and writes these bytes and does these operations.
