@@ -21,6 +21,16 @@ std::string TimeAsText(double time) {
 
 }  // namespace
 
+IP::Bounds Reach(const IP::Bounds& window, const std::vector<ExtraFrame>& slots) {
+    IP::Bounds reach = window;
+    for (const ExtraFrame& slot : slots) {
+        if (slot.clip.empty() && !IP::IsEmpty(slot.region)) {
+            reach = IP::Extend(reach, slot.region);
+        }
+    }
+    return reach;
+}
+
 // --- FrameTable ----------------------------------------------------------------------------------
 
 FrameTable::FrameTable(Host& effect, Layer& source, std::vector<ExtraFrame> slots, double time)
@@ -65,6 +75,7 @@ Layer& FrameTable::FetchSlot(std::size_t index) {
     if (entry.layer->HasImage()) {
         try {
             CheckFits(entry);
+            entry.layer->NarrowTo(entry.expected);
         } catch (...) {
             entry.layer.reset();
             throw;
@@ -120,8 +131,7 @@ bool FilterHostLayer::IsEqual(const IP::FilterBase& other) const {
 }
 
 IP::Bounds FilterHostLayer::GetBounds() const {
-    const Layer* fetched = _table->FetchedLayer(_slot);
-    return fetched != nullptr && fetched->HasImage() ? fetched->bounds : _table->ExpectedBounds(_slot);
+    return _table->ExpectedBounds(_slot);
 }
 
 IP::PixelFormat FilterHostLayer::GetFormat() const {

@@ -20,6 +20,9 @@ struct ExtraFrame {
     double timeOffset = 0.0;              ///< frames, added to the time of the render
 };
 
+/// `window` together with everything that `slots` want of the source clip.
+IP::Bounds Reach(const IP::Bounds& window, const std::vector<ExtraFrame>& slots);
+
 /// The further frames of one render, fetched from the host when first asked for. Belongs to the render's
 /// thread.
 class FrameTable {
@@ -38,7 +41,7 @@ class FrameTable {
     Layer* FetchedLayer(std::size_t index) const { return _entries.at(index).layer.get(); }
     /// Gives the frame back. It is fetched again when asked for again.
     void ReleaseSlot(std::size_t index) { _entries.at(index).layer.reset(); }
-    /// The rectangle that the frame will cover at least: its slot's region within the clip.
+    /// The rectangle that the frame covers: its slot's region within the clip, even if the host gives more.
     const IP::Bounds& ExpectedBounds(std::size_t index) const { return _entries.at(index).expected; }
     Layer& Source() const { return *_source; }
     double Time() const { return _time; }
@@ -88,7 +91,7 @@ class FilterHostLayer : public IP::FilterBase {
 
     const char* GetName() const override { return "hostLayer"; }
     bool IsEqual(const IP::FilterBase& other) const override;
-    /// Those of the fetched image within the expected bounds, and the expected bounds before.
+    /// The expected bounds, before the fetch and after it.
     IP::Bounds GetBounds() const override;
     IP::PixelFormat GetFormat() const override;
     /// The frame has the current frame's format, whatever a consumer would like: it is read as the host

@@ -114,13 +114,8 @@ OfxStatus Host::getRegionOfDefinition() {
 
 IP::Bounds Host::sourceRegion(Parameters& parameters, const IP::Bounds& window, const IP::Bounds& region,
                               std::vector<ExtraFrame>& slots) {
-    IP::Bounds wanted = regionOfInterest(parameters, window, region, slots);
-    for (const ExtraFrame& slot : slots) {
-        if (slot.clip.empty() && !IP::IsEmpty(slot.region)) {
-            wanted = IP::Extend(wanted, slot.region);
-        }
-    }
-    return WithinOrOnePixel(wanted, region);
+    const IP::Bounds wanted = regionOfInterest(parameters, window, region, slots);
+    return WithinOrOnePixel(Reach(wanted, slots), region);
 }
 
 OfxStatus Host::getRegionsOfInterest() {

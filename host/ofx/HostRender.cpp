@@ -91,6 +91,8 @@ OfxStatus Host::renderWindow(Parameters& parameters) {
         if (status != kOfxStatOK) {
             return status;
         }
+        // All frames then have the same bounds, whether the host gives what was asked for or whole images.
+        source.NarrowTo(Reach(target.bounds, slots));
         CheckUsable(source, "The application's source image");
         CheckSameFormat(source, output);
         ClearBeyond(target, source.bounds);

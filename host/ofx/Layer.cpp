@@ -56,6 +56,14 @@ const Row* FindRow(const Row (&table)[count], const std::string& name) {
     throw Exception("Image of the host", message);
 }
 
+/// What `region` has of `bounds`; of no size, but never less, where that is nothing.
+IP::Bounds Within(const IP::Bounds& region, const IP::Bounds& bounds) {
+    IP::Bounds result = IP::Intersect(region, bounds);
+    result.x2 = std::max(result.x2, result.x1);
+    result.y2 = std::max(result.y2, result.y1);
+    return result;
+}
+
 }  // namespace
 
 // --- ClipImage -----------------------------------------------------------------------------------
@@ -255,9 +263,7 @@ void Layer::Allocate(const IP::Bounds& region, int bits, int channelCount) {
 
 void Layer::ShareRegion(const Layer& other, const IP::Bounds& region) {
     Release();
-    IP::Bounds clipped = IP::Intersect(region, other.bounds);
-    clipped.x2 = std::max(clipped.x2, clipped.x1);
-    clipped.y2 = std::max(clipped.y2, clipped.y1);
+    const IP::Bounds clipped = Within(region, other.bounds);
     channelBits = other.channelBits;
     channels = other.channels;
     hostIsFloat = other.hostIsFloat;
@@ -272,6 +278,16 @@ void Layer::ShareRegion(const Layer& other, const IP::Bounds& region) {
     bounds = clipped;
     validBounds = IP::Intersect(other.validBounds, clipped);
     data = other.data == nullptr ? nullptr : other.PixelAddress(clipped.x1, clipped.y1);
+}
+
+void Layer::NarrowTo(const IP::Bounds& region) {
+    if (data == nullptr || isHostDeviceBuffer) {
+        return;
+    }
+    const IP::Bounds narrow = Within(region, bounds);
+    data = PixelAddress(narrow.x1, narrow.y1);
+    bounds = narrow;
+    validBounds = IP::Intersect(validBounds, narrow);
 }
 
 void Layer::Release() noexcept {

@@ -84,6 +84,9 @@ class Layer {
     void Allocate(const IP::Bounds& region, int bits, int channelCount);
     /// Becomes a view of `other` over `region` within its bounds.
     void ShareRegion(const Layer& other, const IP::Bounds& region);
+    /// Leaves only what lies within `region`; image and memory stay held. A device buffer stays whole, as its
+    /// address may be none to calculate with.
+    void NarrowTo(const IP::Bounds& region);
     /// Gives back image and memory; no pixels and zero bounds after it.
     void Release() noexcept;
     bool OwnsPixels() const { return static_cast<bool>(clipImage) || memory.Data() != nullptr; }
