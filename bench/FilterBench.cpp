@@ -31,7 +31,7 @@ namespace {
 using Handle = std::shared_ptr<IP::FilterBase>;
 using Handles = std::vector<Handle>;
 
-enum Rows { TwoThreads, OneThreadToo };
+enum Rows { AllThreads, OneThreadToo };
 
 /// One filter: what it reads and writes, and what it computes.
 struct FilterRow {
@@ -40,7 +40,7 @@ struct FilterRow {
     Content output;     ///< Content::Accumulator for an output that is always float
     double operations;  ///< for each pixel of the output; see Operations.h
     std::function<Handle(const Handles& inputs)> make;
-    Rows rows = TwoThreads;
+    Rows rows = AllThreads;
     bool isGraph = false;  ///< rendered as a graph, since the filter is one
     int reduction = 1;     ///< the output's size divides the input's by this
 };
@@ -101,7 +101,11 @@ std::vector<FilterRow> TemporalRows() {
          Three<AddHighPassFilter>(0.2F, true, false)},
         {"AddHighPassThresholdN", lowPass, Frame, exchangeLow + limitCorrection + divideByWeight,
          Three<AddHighPassFilter>(0.2F, true, true)},
-        {"DetectMotion", {Frame, Frame}, Frame, detectMotion, Two<IP::DetectMotionFilter>(0.2F, 1.0F, false)},
+        {"DetectMotion",
+         {Frame, MovedFrame},
+         Frame,
+         detectMotion,
+         Two<IP::DetectMotionFilter>(0.2F, 1.0F, false)},
         {"DetectMotion fused",
          {Frame, Accumulator},
          Accumulator,
@@ -155,11 +159,11 @@ std::vector<FilterRow> SpatialRows() {
          unexplained,
          Three<IP::AffineSimilarityFinalFilter>()},
         {"AffineSimilarity",
-         {Frame, Frame},
+         {Frame, MovedFrame},
          Frame,
          similarity,
          Two<IP::AffineSimilarityFilter>(IP::AffineSimilarityParams::Make(2.0F, 2.0F, 0.1F), false),
-         TwoThreads,
+         AllThreads,
          true},
         {"Warp", {Frame, Flow}, Frame, warp, Two<IP::WarpFilter>(), OneThreadToo},
         {"DISFilter",
@@ -251,25 +255,22 @@ class FilterRun {
     Handle _filter;
 };
 
+void RegisterRow(const FilterRow& row, int bits, int threads) {
+    RegisterTimed(NameOf("filter", row.name, bits, threads), [row, bits, threads](benchmark::State& state) {
+        FilterRun run(row, bits, threads);
+        for (auto _ : state) {
+            run.Run();
+        }
+        CountWork(state, run.WorkOfOne(), threads);
+    });
+}
+
 void RegisterRow(const FilterRow& row, int bits) {
-    const int most = GetOptions().threads;
-    const std::vector<int> counts =
-        row.rows == OneThreadToo && most > 1 ? std::vector<int>{most, 1} : std::vector<int>{most};
-    std::vector<SeriesEntry> byThreads;
-    const double pixels = static_cast<double>(IP::Width(SizeOf(row))) * IP::Height(SizeOf(row));
-    for (const int threads : counts) {
-        const std::string name = NameOf("filter", row.name, bits, threads);
-        RegisterTimed(name, [row, bits, threads](benchmark::State& state) {
-            FilterRun run(row, bits, threads);
-            for (auto _ : state) {
-                run.Run();
-            }
-            CountWork(state, run.WorkOfOne(), threads);
-        });
-        byThreads.insert(byThreads.begin(), {std::to_string(threads), name, pixels});
-    }
-    if (byThreads.size() > 1) {
-        CompareSeries(std::string(row.name) + (bits == 8 ? ", 8-bit" : ", float") + ", threads", byThreads);
+    const int threads = GetOptions().threads;
+    RegisterRow(row, bits, threads);
+    if (row.rows == OneThreadToo && threads > 1) {
+        RegisterRow(row, bits, 1);
+        CompareThreads(NameOf("filter", row.name, bits, 1), NameOf("filter", row.name, bits, threads));
     }
 }
 

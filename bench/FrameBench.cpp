@@ -74,17 +74,14 @@ bool CanTake(const Size& size, int radius) {
 
 void RegisterFrames() {
     const Options& options = GetOptions();
-    const double pixels = static_cast<double>(options.Width()) * options.Height();
     for (const int bits : {8, 32}) {
         for (const PresetName& preset : presetNames) {
             RegisterPreset(preset, bits, options.threads);
             const bool slow = preset.menuValue == presetNames.back().menuValue;
             if (options.threads > 1 && (preset.menuValue == Effect::presetDefault || slow)) {
                 RegisterPreset(preset, bits, 1);
-                CompareSeries(std::string(preset.name) + (bits == 8 ? ", 8-bit" : ", float") + ", threads",
-                              {{"1", NameOf("frame", preset.name, bits, 1), pixels},
-                               {std::to_string(options.threads),
-                                NameOf("frame", preset.name, bits, options.threads), pixels}});
+                CompareThreads(NameOf("frame", preset.name, bits, 1),
+                               NameOf("frame", preset.name, bits, options.threads));
             }
         }
     }

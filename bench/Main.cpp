@@ -85,6 +85,9 @@ int Main(int argc, char** argv) {
     RegisterAll();
     TableReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    if (GetOptions().quick) {
+        std::cout << "\nA quick run over small pictures: it shows that everything works, not how fast.\n";
+    }
     reporter.PrintTables(std::cout);
     return 0;
 }

@@ -12,9 +12,19 @@ namespace TQ::Bench {
 namespace {
 
 constexpr const char* boundCounter = "bound_ms";
+constexpr const char* shareCounter = "share_%";
 
 std::map<std::string, std::vector<std::string>>& Pairs() {
     static std::map<std::string, std::vector<std::string>> pairs;
+    return pairs;
+}
+
+struct ThreadPair {
+    std::string one, more;
+};
+
+std::vector<ThreadPair>& ThreadPairs() {
+    static std::vector<ThreadPair> pairs;
     return pairs;
 }
 
@@ -39,19 +49,26 @@ std::string Milliseconds(double value) {
     return Number(value < 1 ? "%.3f" : (value < 100 ? "%.2f" : "%.0f"), value);
 }
 
+/// In percent.
+double Share(double bound, double time) {
+    return 100.0 * bound / time;
+}
+
 }  // namespace
 
 void CountWork(benchmark::State& state, const Work& work, int threads) {
-    using benchmark::Counter;
     const double bound = LeastSeconds(MeasureMachine(threads), work.bytes, work.operations);
     state.counters["MB"] = work.bytes * 1e-6;
     state.counters["Mop"] = work.operations * 1e-6;
     state.counters[boundCounter] = bound * 1e3;
-    state.counters["of_bound"] = Counter(bound, Counter::kIsIterationInvariantRate);
 }
 
 void ComparePair(const std::string& ours, const std::string& peer) {
     Pairs()[ours].push_back(peer);
+}
+
+void CompareThreads(const std::string& one, const std::string& more) {
+    ThreadPairs().push_back({one, more});
 }
 
 void CompareSeries(const std::string& title, std::vector<SeriesEntry> entries) {
@@ -59,22 +76,29 @@ void CompareSeries(const std::string& title, std::vector<SeriesEntry> entries) {
 }
 
 void TableReporter::ReportRuns(const std::vector<Run>& runs) {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
+    std::vector<Run> shown = runs;
+    for (Run& run : shown) {
         if (run.run_type != Run::RT_Iteration || run.error_occurred) {
             continue;
         }
         const double scale = 1e3 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+        Result result{run.GetAdjustedRealTime() * scale, 0.0};
         const auto bound = run.counters.find(boundCounter);
-        const Result result{run.GetAdjustedRealTime() * scale,
-                            bound != run.counters.end() ? bound->second.value : 0.0};
-        const std::string& name = run.run_name.function_name;
-        const auto [known, isNew] = _results.emplace(name, result);
-        if (isNew) {
-            _order.push_back(name);
-        } else if (result.milliseconds < known->second.milliseconds) {
-            known->second = result;
+        if (bound != run.counters.end()) {
+            result.boundMilliseconds = bound->second.value;
+            run.counters[shareCounter] = Share(result.boundMilliseconds, result.milliseconds);
         }
+        Keep(run.run_name.function_name, result);
+    }
+    ConsoleReporter::ReportRuns(shown);
+}
+
+void TableReporter::Keep(const std::string& name, const Result& result) {
+    const auto [known, isNew] = _results.emplace(name, result);
+    if (isNew) {
+        _order.push_back(name);
+    } else if (result.milliseconds < known->second.milliseconds) {
+        known->second = result;
     }
 }
 
@@ -101,7 +125,7 @@ void TableReporter::PrintResults(std::ostream& out) const {
             out << "| " << name << " | " << Milliseconds(result.milliseconds) << " | " << peer << " | "
                 << peerTime << " | " << ratio << " | "
                 << (bounded ? Milliseconds(result.boundMilliseconds) : "") << " | "
-                << (bounded ? Number("%.0f %%", 100 * result.boundMilliseconds / result.milliseconds) : "")
+                << (bounded ? Number("%.0f %%", Share(result.boundMilliseconds, result.milliseconds)) : "")
                 << " |\n";
         };
         bool hasPeer = false;
@@ -120,31 +144,46 @@ void TableReporter::PrintResults(std::ostream& out) const {
     }
 }
 
+void TableReporter::PrintThreads(std::ostream& out) const {
+    bool isFirst = true;
+    for (const ThreadPair& pair : ThreadPairs()) {
+        const Result* one = Find(pair.one);
+        const Result* more = Find(pair.more);
+        if (one == nullptr || more == nullptr) {
+            continue;
+        }
+        if (std::exchange(isFirst, false)) {
+            out << "\n| threads | one thread ms | more ms | times faster |\n|---|--:|--:|--:|\n";
+        }
+        out << "| " << pair.more << " | " << Milliseconds(one->milliseconds) << " | "
+            << Milliseconds(more->milliseconds) << " | "
+            << Number("%.2f", one->milliseconds / more->milliseconds) << " |\n";
+    }
+}
+
 void TableReporter::PrintSeries(std::ostream& out) const {
     for (const Series& series : AllSeries()) {
-        const Result* first = nullptr;
-        double firstPixels = 0;
+        double first = 0;
         for (const SeriesEntry& entry : series.entries) {
             const Result* result = Find(entry.benchmark);
             if (result == nullptr) {
                 continue;
             }
-            if (first == nullptr) {
-                first = result;
-                firstPixels = entry.pixels;
-                out << "\n| " << series.title
-                    << " | ms | ns per pixel | first over this, per pixel |\n|---|--:|--:|--:|\n";
-            }
             const double each = result->milliseconds / entry.pixels;
+            if (first == 0) {
+                first = each;
+                out << "\n| " << series.title
+                    << " | ms | ns per pixel | times the first |\n|---|--:|--:|--:|\n";
+            }
             out << "| " << entry.label << " | " << Milliseconds(result->milliseconds) << " | "
-                << Number("%.2f", 1e6 * each) << " | "
-                << Number("%.2f", first->milliseconds / firstPixels / each) << " |\n";
+                << Number("%.2f", 1e6 * each) << " | " << Number("%.2f", each / first) << " |\n";
         }
     }
 }
 
 void TableReporter::PrintTables(std::ostream& out) const {
     PrintResults(out);
+    PrintThreads(out);
     PrintSeries(out);
     out.flush();
 }

@@ -15,14 +15,17 @@ struct Work {
     double operations;  ///< additions and multiplications; 0 where they do not matter
 };
 
-/// Adds the work, the least time for it on this machine with `threads` threads and the share of that bound
-/// which was reached. Call once, when the iterations are over.
+/// Adds the work and the least time for it on this machine with `threads` threads; the report adds the share
+/// of that bound which was reached. Call once, when the iterations are over.
 void CountWork(benchmark::State& state, const Work& work, int threads);
 
 /// Marks a benchmark as the peer of one of ours. `peer` is a benchmark's name.
 void ComparePair(const std::string& ours, const std::string& peer);
 
-/// One line of a table that sets benchmarks beside the first of them.
+/// A benchmark with one thread and the same with more of them.
+void CompareThreads(const std::string& one, const std::string& more);
+
+/// One line of a table that sets the cost of each pixel beside that of the first line.
 struct SeriesEntry {
     std::string label;
     std::string benchmark;
@@ -43,8 +46,10 @@ class TableReporter : public benchmark::ConsoleReporter {
         double milliseconds;
         double boundMilliseconds;  ///< 0: has none
     };
+    void Keep(const std::string& name, const Result& result);
     const Result* Find(const std::string& name) const;
     void PrintResults(std::ostream& out) const;
+    void PrintThreads(std::ostream& out) const;
     void PrintSeries(std::ostream& out) const;
 
     std::vector<std::string> _order;
