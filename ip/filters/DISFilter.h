@@ -39,7 +39,7 @@ class DISFilter : public Filter {
     /// Patches inherit displacements from the patch above only inside a band of about this many patch rows;
     /// bands are what threads work on. INT32_MAX makes it one band. Never depends on the thread count, so the
     /// result does not.
-    static constexpr std::int32_t defaultBandRows = 16;
+    static constexpr std::int32_t defaultBandRows = 11;
     std::int32_t bandRows = defaultBandRows;
 
     const DISSettings& Settings() const { return _settings; }
