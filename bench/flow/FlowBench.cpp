@@ -10,8 +10,8 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
 
-#include "flow/PooledHost.h"
-#include "flow/SyntheticPairs.h"
+#include "bench/PooledHost.h"
+#include "bench/flow/SyntheticPairs.h"
 #include "ip/filters/DISFilter.h"
 #include "ip/filters/ResizeFilter.h"
 

@@ -1,4 +1,4 @@
-#include "flow/SyntheticPairs.h"
+#include "bench/flow/SyntheticPairs.h"
 
 #include <algorithm>
 #include <cmath>
