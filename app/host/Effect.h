@@ -96,7 +96,7 @@ class EffectPlugin {
     /// Short names: "filter", "general", ...
     std::vector<std::string> Contexts() const;
     bool SupportsContext(std::string_view context) const;
-    /// Depths of `SampleDepth` that the effect takes, in the plug-in's order.
+    /// Depths that the effect takes and the host has, in the plug-in's order.
     std::vector<SampleDepth> Depths() const;
     bool SupportsDepth(SampleDepth depth) const;
     /// Clips and parameters in a context (short or full name). Throws HostError when the plug-in refuses the

@@ -27,13 +27,9 @@ void CheckFormat(const EffectPlugin& plugin, const HostProfile& profile, const C
     if (!isSound || !(renderScale > 0 && renderScale <= 1)) {
         throw HostError("a clip needs a size, a frame, a rate, a pixel aspect and a scale of at most 1");
     }
-    if (std::find(profile.depths.begin(), profile.depths.end(), format.depth) == profile.depths.end()) {
-        throw HostError(fmt::format("the host {} has no pictures of depth \"{}\"", profile.label,
-                                    DepthName(format.depth)));
-    }
     if (!plugin.SupportsDepth(format.depth)) {
-        throw HostError(fmt::format("{} does not take pictures of depth \"{}\"", plugin.Label(),
-                                    DepthName(format.depth)));
+        throw HostError(fmt::format("{} does not take pictures of depth \"{}\", or the host {} has none",
+                                    plugin.Label(), DepthName(format.depth), profile.label));
     }
 }
 

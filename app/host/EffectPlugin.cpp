@@ -81,7 +81,7 @@ void CheckDescription(const EffectPlugin& plugin) {
         refuse("names no context that it can be used in");
     }
     if (plugin.Depths().empty()) {
-        refuse("takes neither 8-bit, 16-bit nor float pictures");
+        refuse("takes no pictures of a depth that the host has");
     }
 }
 
@@ -284,10 +284,11 @@ bool EffectPlugin::SupportsContext(std::string_view context) const {
 }
 
 std::vector<SampleDepth> EffectPlugin::Depths() const {
+    const std::vector<SampleDepth>& known = _state->host->Profile().depths;
     std::vector<SampleDepth> depths;
     for (const auto& name : _state->descriptor->Properties().Texts(kOfxImageEffectPropSupportedPixelDepths)) {
         for (const DepthRow& row : depthRows) {
-            if (name == row.name) {
+            if (name == row.name && std::find(known.begin(), known.end(), row.depth) != known.end()) {
                 depths.push_back(row.depth);
             }
         }
