@@ -143,7 +143,7 @@ class Memory {
 };
 
 /// What a filter hands to the consumer of its output, and the unit of caching. A pointer that is set does not
-/// mean that pixels exist: a layer without pixels is a placeholder that the producer fills.
+/// mean that pixels exist: the producer fills a layer that has none yet.
 struct RenderResult {
     std::shared_ptr<Layer> layer;
     std::shared_ptr<GPGPULayer> gpuLayer;  ///< null until devices are built
