@@ -116,9 +116,6 @@ void DeflickerPlugin::renderImage(Parameters& parameters, HostLayer& source, Hos
                                   std::span<HostLayer* const> frameLayers) {
     TQ::Host::OFX::HostWrapper services(*this);
     const auto target = std::make_shared<IP::Layer>(std::make_unique<TQ::Host::OFX::LayerWrapper>(output));
-    if (!IP::Contains(source.bounds, output.bounds)) {
-        target->Implement().ClearAll();  // what the source does not cover stays transparent black
-    }
     std::shared_ptr<IP::FilterBase> graph = std::make_shared<FilterLayerWrapper>(source);
     const DeflickerSettings settings = readSettings(parameters);
     HostFrames frames(_frameTable, frameLayers);
