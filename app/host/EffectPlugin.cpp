@@ -217,7 +217,7 @@ std::shared_ptr<EffectPlugin> EffectPlugin::LoadAgain(const std::shared_ptr<Effe
 }
 
 void EffectPlugin::State::Describe() {
-    Require(kOfxActionLoad, nullptr, nullptr, true, "start");
+    Require(kOfxActionLoad, nullptr, nullptr, !host->Profile().loadNeedsAnswer, "start");
     loaded = true;
     if (!descriptor) {
         descriptor = NewDescriptor(*this);

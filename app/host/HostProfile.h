@@ -90,6 +90,8 @@ struct HostProfile {
     // Actions
     /// Describes, unloads, and then loads and describes again on the same description.
     bool describesTwice = false;
+    /// A plug-in is dropped when it has nothing to say to Load.
+    bool loadNeedsAnswer = false;
     /// Every frame is rendered by an instance of its own that is loaded, described and made for it, and gets
     /// its parameters without being told of a change.
     bool freshInstances = false;

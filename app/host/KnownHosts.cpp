@@ -103,6 +103,7 @@ HostProfile Mlt() {
     profile.absentProperties = {kOfxImageEffectPropSupportedContexts, kOfxImageEffectPropTemporalClipAccess};
     profile.clipFrameRange = ClipRange::None;
     profile.clipsIgnoreTime = true;
+    profile.loadNeedsAnswer = true;
     profile.freshInstances = true;
     profile.absentActions = {kOfxImageEffectActionIsIdentity, kOfxImageEffectActionGetFramesNeeded,
                              kOfxImageEffectActionGetTimeDomain};

@@ -130,6 +130,28 @@ TEST(WindowsTest, TheyTileAFrame) {
     }
 }
 
+// Where canonical coordinates, pixels and the clip's origin are three different things.
+TEST(WindowsTest, TheyTileAScaledFrameOfBroadPixels) {
+    const auto render = [](const HostProfile& profile) {
+        ClipFormat format = SceneFormat(SampleDepth::Float);
+        format.width *= 2;
+        format.height *= 2;
+        format.pixelAspect = 1.5;
+        EffectInstance instance(EffectPlugin::Load(STEADYLUX_MODULE, profile), "filter", format, 0.5);
+        SceneClip clip(SampleDepth::Float);
+        auto picture = std::make_shared<Picture>(sceneWidth, sceneHeight, SampleDepth::Float);
+        instance.Render(someFrame, clip.Provider(), *picture);
+        EXPECT_EQ(instance.LeakedImages() + clip.FramesHeld(), 0);
+        return picture;
+    };
+    HostProfile profile;
+    profile.windowSize = 13;
+    profile.cutImages = true;
+    profile.originX = -26;
+    profile.originY = 44;
+    EXPECT_LE(LargestDifference(*render({}), *render(profile)), Rounding(SampleDepth::Float));
+}
+
 TEST(RowOrderTest, APictureOnItsHeadGivesItsResultOnItsHead) {
     HostProfile profile;
     profile.rows = HostProfile::Rows::TopFirst;
