@@ -12,14 +12,19 @@
 #include <thread>
 #include <vector>
 
+#include "bench/Options.h"
 #include "ip/kernels/KernelTable.h"
 
 namespace TQ::Bench {
 
 namespace {
 
-/// Of each thread: larger than the last-level cache, so that the next repetition finds nothing of it there.
-constexpr std::size_t streamBytes = std::size_t{512} << 20;
+/// Of each thread: larger than the last-level cache, so that the next repetition finds nothing of it there. A
+/// quick run asks for little memory instead.
+std::size_t StreamBytes() {
+    return std::size_t{GetOptions().quick ? 32U : 512U} << 20;
+}
+
 constexpr int repetitions = 5;
 
 using Clock = std::chrono::steady_clock;
@@ -72,11 +77,12 @@ double BestSeconds(int threads, const std::function<void(int)>& work) {
         const Vector total = a + b + c + d + e + f + g + h + i + j + k + l;                         \
         return total[0];                                                                            \
     }                                                                                               \
-    __attribute__((target(target_name), noinline)) std::uint64_t Read##suffix(const void* block) {  \
+    __attribute__((target(target_name), noinline))                                                  \
+    std::uint64_t Read##suffix(const void* block, std::size_t size) {                               \
         typedef std::uint64_t Vector __attribute__((vector_size(bytes)));                           \
         const auto* words = static_cast<const Vector*>(__builtin_assume_aligned(block, bytes));     \
         Vector a = Vector{}, b = a, c = a, d = a;                                                   \
-        for (std::size_t i = 0; i < streamBytes / (bytes); i += 4) {                                \
+        for (std::size_t i = 0; i < size / (bytes); i += 4) {                                       \
             a += words[i], b += words[i + 1], c += words[i + 2], d += words[i + 3];                 \
         }                                                                                           \
         const Vector total = a + b + c + d;                                                         \
@@ -94,7 +100,7 @@ constexpr std::int64_t chainSteps = 20'000'000;
 
 struct MachineLoops {
     float (*multiplyAdds)(std::int64_t);
-    std::uint64_t (*read)(const void*);
+    std::uint64_t (*read)(const void*, std::size_t);
     int lanes;  ///< floats in a vector
 };
 
@@ -113,11 +119,11 @@ MachineLoops LoopsForLevel(IP::IsaLevel level) {
 std::atomic<float> floatSink;
 std::atomic<std::uint64_t> integerSink;
 
-/// A block of streamBytes, its pages in place.
+/// A block of that size, its pages in place.
 class StreamBlock {
   public:
-    StreamBlock() : _bytes(new unsigned char[streamBytes + alignment]) {
-        std::memset(_bytes.get(), 1, streamBytes + alignment);
+    StreamBlock() : _bytes(new unsigned char[StreamBytes() + alignment]) {
+        std::memset(_bytes.get(), 1, StreamBytes() + alignment);
     }
     unsigned char* Data() const {
         const auto address = reinterpret_cast<std::uintptr_t>(_bytes.get());
@@ -133,16 +139,17 @@ MachineBounds Measure(int threads) {
     const MachineLoops loops = LoopsForLevel(IP::BestLevel());
     const std::vector<StreamBlock> sources(static_cast<std::size_t>(threads));
     const std::vector<StreamBlock> targets(static_cast<std::size_t>(threads));
-    const double total = static_cast<double>(streamBytes) * threads;
+    const std::size_t size = StreamBytes();
+    const double total = static_cast<double>(size) * threads;
     MachineBounds bounds{};
     bounds.threads = threads;
     bounds.readBytesPerSecond = total / BestSeconds(threads, [&](int thread) {
                                     integerSink =
-                                        loops.read(sources[static_cast<std::size_t>(thread)].Data());
+                                        loops.read(sources[static_cast<std::size_t>(thread)].Data(), size);
                                 });
     bounds.copyBytesPerSecond = 2.0 * total / BestSeconds(threads, [&](int thread) {
                                     const auto index = static_cast<std::size_t>(thread);
-                                    std::memcpy(targets[index].Data(), sources[index].Data(), streamBytes);
+                                    std::memcpy(targets[index].Data(), sources[index].Data(), size);
                                 });
     const double operations = 2.0 * chains * loops.lanes * static_cast<double>(chainSteps) * threads;
     bounds.multiplyAddsFlops =
