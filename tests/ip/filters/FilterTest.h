@@ -40,8 +40,11 @@ inline const PictureFormat floatFormat{"Float", 32, 1, {}};
 
 /// A value in 0..1 that looks random and depends on its arguments only.
 inline double Noise(int x, int y, int channel, int seed = 0) {
-    auto bits =
-        static_cast<std::uint32_t>(x * 73856093 ^ y * 19349663 ^ channel * 83492791 ^ seed * 2971215073);
+    const auto scatter = [](int value, std::uint32_t prime) {
+        return static_cast<std::uint32_t>(value) * prime;
+    };
+    std::uint32_t bits = scatter(x, 73856093U) ^ scatter(y, 19349663U) ^ scatter(channel, 83492791U) ^
+                         scatter(seed, 2971215073U);
     bits = (bits ^ (bits >> 15)) * 2246822519U;
     bits = (bits ^ (bits >> 13)) * 3266489917U;
     return (bits ^ (bits >> 16)) / 4294967295.0;
