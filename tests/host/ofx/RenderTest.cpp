@@ -60,11 +60,19 @@ TEST_F(RenderTest, WhatTheSourceDoesNotReachIsCleared) {
 TEST_F(RenderTest, TheSourceIsFetchedOverTheUnionOfWhatIsWanted) {
     script.radius = 1;
     script.margin = 2;
+    source.prepare = [](FakeImage& image, double) { image.At<std::uint8_t>(5, 6, 1) = 77; };
+    // The images are whole all the same, and the effect sees what was wanted of them.
+    script.render = [&](auto&&, auto&&, Ofx::Layer& from, auto&&, Ofx::FrameTable& frames) {
+        for (const Ofx::Layer* layer : {&from, &frames.FetchSlot(1)}) {
+            EXPECT_EQ(layer->bounds, (Bounds{2, 2, 10, 10}));
+            EXPECT_EQ(layer->PixelAddress(5, 6)[1], 77);
+        }
+    };
     ASSERT_EQ(Render(5, {4, 4, 8, 8}), kOfxStatOK);
     EXPECT_TRUE(Same(source.fetchedRegions.at(0), {2, 2, 10, 10}));
     fake.host.Put(kOfxPropName, "DaVinciResolve");
     ASSERT_EQ(Render(5, {4, 4, 8, 8}), kOfxStatOK);
-    EXPECT_TRUE(Same(source.fetchedRegions.at(1), {0, 0, 0, 0}));
+    EXPECT_TRUE(Same(source.fetchedRegions.at(2), {0, 0, 0, 0}));
 }
 
 TEST_F(RenderTest, FramesComeWhenAskedForAndOnce) {
