@@ -188,7 +188,9 @@ void Parameters::save(const std::filesystem::path& path, const std::string& plug
                       const std::string& version) {
     refreshAll();
     std::filesystem::path beside = path;
-    beside += "." + std::to_string(Platform::ProcessId()) + ".part";
+    beside += '.';
+    beside += std::to_string(Platform::ProcessId());
+    beside += ".part";
     {
         std::ofstream file(beside, std::ios::binary | std::ios::trunc);
         file << nameLabel << separator << pluginName << '\n' << versionLabel << separator << version << '\n';
