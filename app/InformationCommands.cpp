@@ -149,8 +149,8 @@ void RunPresets(const std::filesystem::path& path) {
     }
 }
 
-void RunDescribe(const std::filesystem::path& path, bool json) {
-    const std::shared_ptr<EffectPlugin> plugin = LoadPlugin(path);
+void RunDescribe(const std::filesystem::path& path, const std::string& host, bool json) {
+    const std::shared_ptr<EffectPlugin> plugin = LoadPlugin(path, host);
     const Json description = DescribePlugin(*plugin);
     if (json) {
         fmt::print("{}\n", description.dump(2));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 namespace TQ::App {
 
@@ -9,7 +10,7 @@ namespace TQ::App {
 /// Number and name of every entry of the preset menu; separators as headings.
 void RunPresets(const std::filesystem::path& plugin);
 /// Identity, contexts, depths and every parameter with its range, options and default; as JSON if wanted.
-void RunDescribe(const std::filesystem::path& plugin, bool json);
+void RunDescribe(const std::filesystem::path& plugin, const std::string& host, bool json);
 void RunVersion();
 
 }  // namespace TQ::App

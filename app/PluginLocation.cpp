@@ -36,8 +36,12 @@ fs::path FindPlugin(const fs::path& given) {
                            "where it is");
 }
 
-std::shared_ptr<EffectPlugin> LoadPlugin(const fs::path& given) {
-    return EffectPlugin::Load(FindPlugin(given));
+std::shared_ptr<EffectPlugin> LoadPlugin(const fs::path& given, const std::string& host) {
+    const HostProfile* profile = FindHost(host);
+    if (profile == nullptr) {
+        throw CommandError(ExitStatus::Usage, "there is no known application " + Quoted(host));
+    }
+    return EffectPlugin::Load(FindPlugin(given), *profile);
 }
 
 }  // namespace TQ::App

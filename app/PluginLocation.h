@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include "app/host/Effect.h"
 
@@ -12,7 +13,9 @@ namespace TQ::App {
 /// is none.
 std::filesystem::path FindPlugin(const std::filesystem::path& given);
 
-/// Finds and loads it. Throws CommandError, HostError.
-std::shared_ptr<EffectPlugin> LoadPlugin(const std::filesystem::path& given);
+/// Finds and loads it, as the application `host` (the key of a known host) would. Throws CommandError,
+/// HostError.
+std::shared_ptr<EffectPlugin> LoadPlugin(const std::filesystem::path& given,
+                                         const std::string& host = "steadylux");
 
 }  // namespace TQ::App

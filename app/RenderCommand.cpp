@@ -163,7 +163,7 @@ class Render {
         const VideoInfo& info = _reader->Info();
         _range = RangeOf(_options, info.frameCount);
         CheckNotInput(_options, *_reader, _range);
-        _plugin = LoadPlugin(_options.plugin);
+        _plugin = LoadPlugin(_options.plugin, _options.host);
         const SampleDepth depth = DepthFor(_options, info, *_plugin);
         SetHostThreads(_options.threads > 0 ? _options.threads : Platform::HardwareThreadCount());
         _instance = std::make_unique<EffectInstance>(_plugin, _options.context, FormatFor(info, depth),

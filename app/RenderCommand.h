@@ -24,6 +24,8 @@ struct RenderOptions {
     int jobs = 1;
     std::string codec;
     std::filesystem::path plugin;
+    /// Key of the application to pretend to be.
+    std::string host = "steadylux";
     bool overwrite = false;
     std::filesystem::path statistics;
     bool quiet = false;

@@ -3,11 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <atomic>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "app/DemoCommand.h"
 #include "app/ExitStatus.h"
 #include "app/InformationCommands.h"
 #include "app/RenderCommand.h"
+#include "app/host/HostProfile.h"
 #include "platform/Platform.h"
 
 namespace {
@@ -30,6 +33,18 @@ void AddPlugin(CLI::App& command, std::filesystem::path& plugin) {
                     "The OpenFX bundle or binary (default: SteadyLux, beside this program "
                     "or installed)")
         ->type_name("PATH");
+}
+
+void AddHost(CLI::App& command, std::string& host) {
+    std::vector<std::string> keys;
+    for (const KnownHost& known : KnownHosts()) {
+        keys.emplace_back(known.key);
+    }
+    command
+        .add_option("--host", host,
+                    "Pretends to be another application, with its departures from the standard")
+        ->type_name("NAME")
+        ->check(CLI::IsMember(keys));
 }
 
 void AddRender(CLI::App& app, RenderOptions& options) {
@@ -78,6 +93,7 @@ void AddRender(CLI::App& app, RenderOptions& options) {
                      "type, keeping the source's depth and kind of colours)")
         ->type_name("NAME");
     AddPlugin(*command, options.plugin);
+    AddHost(*command, options.host);
     command->add_flag("--overwrite", options.overwrite, "Replaces existing outputs");
     command->add_option("--stats", options.statistics, "Writes figures about the render to a JSON file")
         ->type_name("FILE.json");
@@ -87,6 +103,7 @@ void AddRender(CLI::App& app, RenderOptions& options) {
 
 struct OtherOptions {
     std::filesystem::path plugin;
+    std::string host = "steadylux";
     bool json = false;
     bool quiet = false;
     std::string kind;
@@ -102,7 +119,8 @@ void AddOthers(CLI::App& app, OtherOptions& options) {
         app.add_subcommand("describe", "Tells what the plug-in is and which parameters it has.");
     describe->add_flag("--json", options.json, "As JSON");
     AddPlugin(*describe, options.plugin);
-    describe->callback([&options] { RunDescribe(options.plugin, options.json); });
+    AddHost(*describe, options.host);
+    describe->callback([&options] { RunDescribe(options.plugin, options.host, options.json); });
 
     CLI::App* demo = app.add_subcommand("demo",
                                         "Makes clips that flicker in a known way, renders them and measures "
