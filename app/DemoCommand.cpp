@@ -57,23 +57,52 @@ ClipFormat EffectFormat(const DemoFormat& format) {
     return clip;
 }
 
-FlickerReport RenderKind(const DemoKind& kind, const fs::path& folder,
-                         const std::shared_ptr<EffectPlugin>& plugin, bool quiet,
-                         const std::atomic<bool>& interrupted) {
-    const DemoFormat format;
+/// The three clips of a demonstration as video files.
+class DemoFiles {
+  public:
+    DemoFiles(const DemoKind& kind, const fs::path& folder, const DemoFormat& format)
+        : _stem((folder / kind.name).string()),
+          _before(CreateVideo(VideoFor(_stem + "-before.mp4", format))),
+          _after(CreateVideo(VideoFor(_stem + "-after.mp4", format))),
+          _truth(CreateVideo(VideoFor(_stem + "-truth.mp4", format))) {}
+
+    void Write(const Picture& before, const Picture& after, const Picture& truth, const FrameStamp& stamp) {
+        _before->Write(before, stamp);
+        _after->Write(after, stamp);
+        _truth->Write(truth, stamp);
+    }
+    void Finish(const DemoKind& kind, const FlickerReport& report) {
+        _before->Finish();
+        _after->Finish();
+        _truth->Finish();
+        WritePicture(_stem + "-report.png", *DrawReport(kind, report));
+    }
+
+  private:
+    std::string _stem;
+    std::unique_ptr<VideoWriter> _before, _after, _truth;
+};
+
+/// Everything that one demonstration runs with.
+struct DemoRun {
+    std::shared_ptr<EffectPlugin> plugin;
+    fs::path folder;
+    bool quiet;
+    const std::atomic<bool>& interrupted;
+};
+
+/// Renders the clip of `kind` with a preset; `files` may be null.
+FlickerReport RenderPreset(const DemoRun& run, const DemoKind& kind, const char* preset, DemoFiles* files) {
+    const DemoFormat format = FormatOf(kind);
     DemoClip source(kind, format);
     // The decoding and the encoding thread of the pipeline each have a clip of their own.
     DemoClip reference(kind, format);
-    EffectInstance instance(plugin, "filter", EffectFormat(format));
-    EditParameters(instance, plugin->Describe("filter"), kind.presetName, {});
-    const auto file = [&](const char* what) { return folder / fmt::format("{}-{}", kind.name, what); };
-    const auto before = CreateVideo(VideoFor(file("before.mp4"), format));
-    const auto after = CreateVideo(VideoFor(file("after.mp4"), format));
-    const auto truth = CreateVideo(VideoFor(file("truth.mp4"), format));
+    EffectInstance instance(run.plugin, "filter", EffectFormat(format));
+    EditParameters(instance, run.plugin->Describe("filter"), preset, {});
     FlickerMeter meter;
     int next = 0;
-    RenderPipeline pipeline(instance, {0, format.frames - 1}, 1, interrupted);
-    ProgressLine line(kind.name, format.frames, !quiet);
+    RenderPipeline pipeline(instance, {0, format.frames - 1}, 1, run.interrupted);
+    ProgressLine line(kind.name, format.frames, !run.quiet);
     pipeline.Run(
         [&]() -> std::optional<SourceFrame> {
             if (next == format.frames) {
@@ -86,18 +115,33 @@ FlickerReport RenderKind(const DemoKind& kind, const fs::path& folder,
             const int time = static_cast<int>(frame.stamp.index);
             const PicturePointer flickering = reference.Before(time);
             const PicturePointer steady = reference.Truth(time);
-            before->Write(*flickering, frame.stamp);
-            after->Write(*frame.picture, frame.stamp);
-            truth->Write(*steady, frame.stamp);
+            if (files != nullptr) {
+                files->Write(*flickering, *frame.picture, *steady, frame.stamp);
+            }
             meter.Add(*flickering, *frame.picture, *steady);
         },
         [&](int finished) { line.Show(finished); });
-    const FlickerReport report = meter.Report();
-    before->Finish();
-    after->Finish();
-    truth->Finish();
-    WritePicture(file("report.png"), *DrawReport(kind, report));
-    return report;
+    return meter.Report();
+}
+
+void PrintRow(const char* what, const ClipMeasure& measure) {
+    fmt::print("  {:26} {:8.2f} {:10.2f}\n", what, measure.residualFlicker, measure.psnr);
+}
+
+void RunKind(const DemoRun& run, const DemoKind& kind) {
+    DemoFiles files(kind, run.folder, FormatOf(kind));
+    const FlickerReport report = RenderPreset(run, kind, kind.presetName, &files);
+    files.Finish(kind, report);
+    fmt::print("{}: {}\n", kind.title, kind.description);
+    fmt::print("  {:26} {:>8} {:>10}\n", "", "flicker", "PSNR (dB)");
+    PrintRow("before", report.before);
+    PrintRow(kind.presetName, report.after);
+    if (kind.moves) {
+        for (const char* preset : PresetsForStillCameras()) {
+            PrintRow(preset, RenderPreset(run, kind, preset, nullptr).after);
+        }
+    }
+    fmt::print("  {}\n\n", (run.folder / (std::string(kind.name) + "-*")).string());
 }
 
 }  // namespace
@@ -117,19 +161,13 @@ void RunDemo(const std::string& kind, const fs::path& folder, const fs::path& pl
         throw CommandError(ExitStatus::OutputUnwritable,
                            "the folder '" + folder.string() + "' cannot be made: " + error.message());
     }
-    const std::shared_ptr<EffectPlugin> loaded = LoadPlugin(plugin);
+    const DemoRun run{LoadPlugin(plugin), folder, quiet, interrupted};
     SetHostThreads(Platform::HardwareThreadCount());
+    fmt::print("Residual flicker in 8-bit steps, and PSNR against the truth.\n\n");
     for (const DemoKind& known : DemoKinds()) {
-        if (!kind.empty() && kind != known.name) {
-            continue;
+        if (kind.empty() || kind == known.name) {
+            RunKind(run, known);
         }
-        const FlickerReport report = RenderKind(known, folder, loaded, quiet, interrupted);
-        fmt::print("{} ({}), preset \"{}\"\n", known.title, known.name, known.presetName);
-        fmt::print("  residual flicker  {:6.2f} before  {:6.2f} after  (8-bit steps)\n",
-                   report.before.residualFlicker, report.after.residualFlicker);
-        fmt::print("  PSNR to truth     {:6.2f} before  {:6.2f} after  (dB)\n", report.before.psnr,
-                   report.after.psnr);
-        fmt::print("  files             {}\n", (folder / (std::string(known.name) + "-*")).string());
     }
 }
 

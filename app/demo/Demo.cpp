@@ -24,17 +24,22 @@ struct Recipe {
 
 constexpr DemoKind kinds[] = {
     {"bands", "Rolling bands", "60 Hz lamps, filmed at 25 frames a second with a rolling shutter",
-     "Rolling Bands (default)"},
+     "Rolling Bands (default)", false},
     {"timelapse", "Time-lapse exposure drift",
-     "a camera that measures light and white balance anew for every picture", "Time Lapse"},
+     "a camera that measures light and white balance anew for every picture", "Time Lapse", false},
     {"film", "Old-film pulse", "an uneven pulse of brightness and contrast, with grain",
-     "Archival/Old Footage"},
+     "Archival/Old Footage", false},
+    {"pan", "Rolling bands under a pan", "the same lamps, while the camera pans quickly over the scene",
+     "Rolling Bands - Motion 2", true},
+    {"extreme", "Extreme motion", "the same lamps, a hurried pan and subjects eight times as fast",
+     "Extreme Motion - Slow", true},
 };
 
+constexpr const char* presetsForStillCameras[] = {"Rolling Bands (default)", "Rolling Bands 2"};
+
 constexpr Recipe recipes[] = {
-    {RollingBands, stillCamera},
-    {ExposureDrift, stillCamera},
-    {FilmPulse, stillCamera},
+    {RollingBands, stillCamera}, {ExposureDrift, stillCamera}, {FilmPulse, stillCamera},
+    {RollingBands, {0.05, 1}},   {RollingBands, {0.07, 8}},
 };
 static_assert(std::size(kinds) == std::size(recipes));
 
@@ -77,10 +82,24 @@ std::span<const DemoKind> DemoKinds() {
     return kinds;
 }
 
+std::span<const char* const> PresetsForStillCameras() {
+    return presetsForStillCameras;
+}
+
 const DemoKind* FindDemoKind(std::string_view name) {
     const auto found = std::find_if(std::begin(kinds), std::end(kinds),
                                     [&](const DemoKind& kind) { return kind.name == name; });
     return found == std::end(kinds) ? nullptr : found;
+}
+
+DemoFormat FormatOf(const DemoKind& kind) {
+    DemoFormat format;
+    if (kind.moves) {
+        format.width = 640;
+        format.height = 360;
+        format.frames = 48;
+    }
+    return format;
 }
 
 struct DemoClip::Implementation {

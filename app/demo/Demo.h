@@ -14,12 +14,16 @@ struct DemoKind {
     const char* title;        // one line for people
     const char* description;  // what makes this flicker
     const char* presetName;   // the effect's menu entry that fits it
+    bool moves;               // camera or subjects move so much that the preset follows or masks motion
 };
 
 /// All kinds, in the order in which the demonstration runs them.
 std::span<const DemoKind> DemoKinds();
 /// The kind of that name, or null.
 const DemoKind* FindDemoKind(std::string_view name);
+
+/// Menu entries without motion compensation, which the kinds that move are compared with.
+std::span<const char* const> PresetsForStillCameras();
 
 /// Size and length of a demonstration clip. Width and height at least 1, frames at least 1.
 struct DemoFormat {
@@ -29,6 +33,9 @@ struct DemoFormat {
     int framesPerSecond = 25;
     SampleDepth depth = SampleDepth::Byte;
 };
+
+/// What the command makes: kinds that move are smaller and shorter, as following motion takes its time.
+DemoFormat FormatOf(const DemoKind& kind);
 
 /// A clip with known truth: a scene without flicker and the same scene with it. The frames are computed when
 /// asked for and are the same bytes on every machine; alpha is white everywhere. One thread at a time may use
