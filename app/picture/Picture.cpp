@@ -24,11 +24,15 @@ Picture::Picture(int width, int height, SampleDepth depth)
     : _width(width),
       _height(height),
       _depth(depth),
-      _rowBytes((static_cast<std::size_t>(width) * 4 * static_cast<std::size_t>(BytesPerSample(depth)) + alignment - 1) /
+      _rowBytes((static_cast<std::size_t>(width) * 4 * static_cast<std::size_t>(BytesPerSample(depth)) +
+                 alignment - 1) /
                 alignment * alignment),
       _pixels(static_cast<std::uint8_t*>(
-          ::operator new(_rowBytes* static_cast<std::size_t>(height), std::align_val_t(alignment)))) {}
+          ::operator new(_rowBytes* static_cast<std::size_t>(height), std::align_val_t(alignment)))) {
+}
 
-Picture::~Picture() { ::operator delete(_pixels, std::align_val_t(alignment)); }
+Picture::~Picture() {
+    ::operator delete(_pixels, std::align_val_t(alignment));
+}
 
 }  // namespace TQ::App

@@ -21,7 +21,9 @@ int BytesPerChannel(PixelDepth depth) {
     return 0;
 }
 
-std::int64_t BytesPerPixel(const PixelFormat& format) { return format.channels * BytesPerChannel(format.depth); }
+std::int64_t BytesPerPixel(const PixelFormat& format) {
+    return format.channels * BytesPerChannel(format.depth);
+}
 
 double WhiteLevelFraction(const PixelFormat& format) {
     if (format.whiteLevel == 0) {

@@ -4,7 +4,8 @@
 
 namespace TQ::IP {
 
-/// How one channel is stored. The two unsigned 16-bit values differ in their white level: 32768 and above, or below.
+/// How one channel is stored. The two unsigned 16-bit values differ in their white level: 32768 and above, or
+/// below.
 enum class PixelDepth : std::uint32_t {
     Unsigned8 = 0,
     Signed8 = 1,
@@ -38,7 +39,8 @@ ChannelOrderCode MakeChannelOrder(int red, int green, int blue, int alpha);
 /// Bytes of one channel; 0 for a depth that does not exist.
 int BytesPerChannel(PixelDepth depth);
 std::int64_t BytesPerPixel(const PixelFormat& format);
-/// `whiteLevel` over the largest code value of the depth (for float depths over 1); 1.0 when `whiteLevel` is 0.
+/// `whiteLevel` over the largest code value of the depth (for float depths over 1); 1.0 when `whiteLevel` is
+/// 0.
 double WhiteLevelFraction(const PixelFormat& format);
 /// The same format as four 32-bit float channels: the format of accumulators and signed images.
 PixelFormat AsFloatRGBA(PixelFormat format);

@@ -250,9 +250,7 @@ INSTANTIATE_TEST_SUITE_P(Settings, DeflickerGraph,
                                          Case{"lastFrame", 2, 100, detectFast, {-3, -2, -1, 0}},
                                          Case{"lastFrameUnmasked", 2, 100, detectOff, {-3, -2, -1, 0}},
                                          Case{"nearEnds", 2, 100, detectFast, {-1, 0, 1, 2}}),
-                         [](const testing::TestParamInfo<Case>& row) {
-                             return std::string(row.param.name);
-                         });
+                         [](const testing::TestParamInfo<Case>& row) { return std::string(row.param.name); });
 
 TEST(DeflickerGraphEnds, aClipOfOneFrameComesOutAsItWent) {
     TQ::Test::MemoryHost host;
