@@ -133,9 +133,9 @@ class Simplifier {
         return MergeAnswer::None;
     }
 
-    void Bypass(const Handle& filter, const Handle& replacement) {
-        const Handle held = replacement;  // may be an edge of `filter`, which goes
-        filter->ReplaceBy(held);
+    /// `replacement` by value: it may be an edge of `filter`, which goes.
+    void Bypass(const Handle& filter, Handle replacement) {  // NOLINT(performance-unnecessary-value-param)
+        filter->ReplaceBy(replacement);
         GraphChanged();
     }
 

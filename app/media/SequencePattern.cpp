@@ -93,9 +93,8 @@ SequencePattern SequencePattern::FromFolder(const fs::path& folder) {
                                                                "one by its pattern, such as name.%04d.png"));
     }
     const auto& [texts, numbers] = *sequences.begin();
-    const auto sameLength = [&](const std::string& number) {
-        return number.size() == numbers.front().size();
-    };
+    const std::size_t length = numbers.front().size();
+    const auto sameLength = [length](const std::string& number) { return number.size() == length; };
     SequencePattern pattern;
     pattern._folder = folder;
     pattern._before = texts.first;

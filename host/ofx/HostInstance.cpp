@@ -14,7 +14,7 @@ InstanceRecord* Host::instanceRecord() const {
 OfxStatus Host::createInstance() {
     auto record = std::make_unique<InstanceRecord>();
     effectProperties().Set(kOfxPropInstanceData, static_cast<void*>(record.get()));
-    record.release();  // the host's property keeps it until destroyInstance
+    static_cast<void>(record.release());  // the host's property keeps it until destroyInstance
     return kOfxStatOK;
 }
 
