@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <map>
+#include <mutex>
+
 #include "app/ExitStatus.h"
 #include "app/ParameterEdits.h"
 #include "app/PluginLocation.h"
@@ -83,6 +86,42 @@ class DemoFiles {
     std::unique_ptr<VideoWriter> _before, _after, _truth;
 };
 
+/// The frames of a demonstration, shared by the decoding and the encoding thread of a render. Each is
+/// computed once while the threads are near each other; those of a moving camera, which take long, are kept
+/// for all renders.
+class DemoFrames {
+  public:
+    struct Pair {
+        PicturePointer before, truth;
+    };
+
+    explicit DemoFrames(const DemoKind& kind) : format(FormatOf(kind)), _kind(kind), _clip(kind, format) {}
+
+    Pair At(int time) {
+        const std::lock_guard guard(_lock);
+        const auto found = _frames.find(time);
+        if (found != _frames.end()) {
+            return found->second;
+        }
+        const Pair made{_clip.Before(time), _clip.Truth(time)};
+        if (!_kind.moves && _frames.size() >= framesKept) {
+            _frames.erase(_frames.begin());
+        }
+        _frames.emplace(time, made);
+        return made;
+    }
+
+    const DemoFormat format;
+
+  private:
+    static constexpr std::size_t framesKept = 40;
+
+    const DemoKind& _kind;
+    DemoClip _clip;
+    std::mutex _lock;
+    std::map<int, Pair> _frames;
+};
+
 /// Everything that one demonstration runs with.
 struct DemoRun {
     std::shared_ptr<EffectPlugin> plugin;
@@ -91,12 +130,10 @@ struct DemoRun {
     const std::atomic<bool>& interrupted;
 };
 
-/// Renders the clip of `kind` with a preset; `files` may be null.
-FlickerReport RenderPreset(const DemoRun& run, const DemoKind& kind, const char* preset, DemoFiles* files) {
-    const DemoFormat format = FormatOf(kind);
-    DemoClip source(kind, format);
-    // The decoding and the encoding thread of the pipeline each have a clip of their own.
-    DemoClip reference(kind, format);
+/// Renders the clip with a preset; `files` may be null.
+FlickerReport RenderPreset(const DemoRun& run, const DemoKind& kind, DemoFrames& frames, const char* preset,
+                           DemoFiles* files) {
+    const DemoFormat& format = frames.format;
     EffectInstance instance(run.plugin, "filter", EffectFormat(format));
     EditParameters(instance, run.plugin->Describe("filter"), preset, {});
     FlickerMeter meter;
@@ -109,16 +146,15 @@ FlickerReport RenderPreset(const DemoRun& run, const DemoKind& kind, const char*
                 return std::nullopt;
             }
             const int frame = next++;
-            return SourceFrame{{frame, frame, 1}, source.Before(frame), nullptr};
+            return SourceFrame{{frame, frame, 1}, frames.At(frame).before, nullptr};
         },
         [&](const RenderedFrame& frame) {
             const int time = static_cast<int>(frame.stamp.index);
-            const PicturePointer flickering = reference.Before(time);
-            const PicturePointer steady = reference.Truth(time);
+            const DemoFrames::Pair known = frames.At(time);
             if (files != nullptr) {
-                files->Write(*flickering, *frame.picture, *steady, frame.stamp);
+                files->Write(*known.before, *frame.picture, *known.truth, frame.stamp);
             }
-            meter.Add(*flickering, *frame.picture, *steady);
+            meter.Add(*known.before, *frame.picture, *known.truth);
         },
         [&](int finished) { line.Show(finished); });
     return meter.Report();
@@ -129,8 +165,9 @@ void PrintRow(const char* what, const ClipMeasure& measure) {
 }
 
 void RunKind(const DemoRun& run, const DemoKind& kind) {
-    DemoFiles files(kind, run.folder, FormatOf(kind));
-    const FlickerReport report = RenderPreset(run, kind, kind.presetName, &files);
+    DemoFrames frames(kind);
+    DemoFiles files(kind, run.folder, frames.format);
+    const FlickerReport report = RenderPreset(run, kind, frames, kind.presetName, &files);
     files.Finish(kind, report);
     fmt::print("{}: {}\n", kind.title, kind.description);
     fmt::print("  {:26} {:>8} {:>10}\n", "", "flicker", "PSNR (dB)");
@@ -138,7 +175,7 @@ void RunKind(const DemoRun& run, const DemoKind& kind) {
     PrintRow(kind.presetName, report.after);
     if (kind.moves) {
         for (const char* preset : PresetsForStillCameras()) {
-            PrintRow(preset, RenderPreset(run, kind, preset, nullptr).after);
+            PrintRow(preset, RenderPreset(run, kind, frames, preset, nullptr).after);
         }
     }
     fmt::print("  {}\n\n", (run.folder / (std::string(kind.name) + "-*")).string());
