@@ -144,6 +144,7 @@ int Fail(ExitStatus status, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    TQ::Platform::ReturnFreedMemory();
     TQ::Platform::SetInterruptFlag(interrupted);
     CLI::App app("Removes flicker from video with the Steady Lux plug-in, or runs another OpenFX filter.",
                  "steadylux");

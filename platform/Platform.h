@@ -54,6 +54,11 @@ int HardwareThreadCount();
 /// The largest resident set of this process so far, in bytes.
 std::uint64_t PeakMemoryBytes();
 
+/// Makes the memory manager give large blocks back to the system as soon as they are freed, instead of
+/// keeping them in pieces of different sizes. For programs that handle pictures; call it before threads
+/// start.
+void ReturnFreedMemory();
+
 /// From now on Ctrl-C (and a polite request to end) sets `flag`; one that comes two seconds later or more
 /// ends the process at once with status 130. `flag` lives for the rest of the process.
 void SetInterruptFlag(std::atomic<bool>& flag);

@@ -179,6 +179,10 @@ std::uint64_t PeakMemoryBytes() {
     return counters.PeakWorkingSetSize;
 }
 
+void ReturnFreedMemory() {
+    // This system's heap gives large blocks back by itself.
+}
+
 void SetInterruptFlag(std::atomic<bool>& flag) {
     interruptFlag = &flag;
     SetConsoleCtrlHandler(OnInterrupt, TRUE);
