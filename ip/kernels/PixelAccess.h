@@ -135,7 +135,7 @@ TQ_INLINE unsigned char* PixelAt(const ImageView& view, int x, int y, int pixelB
 }
 
 TQ_INLINE void Copy(unsigned char* target, const unsigned char* source, int bytes) {
-    __builtin_memcpy(target, source, static_cast<unsigned long long>(bytes));
+    __builtin_memcpy(target, source, static_cast<std::uint32_t>(bytes));
 }
 
 constexpr int progressRows = 32;
