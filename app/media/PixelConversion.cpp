@@ -1,5 +1,6 @@
 #include "app/media/PixelConversion.h"
 
+#include <algorithm>
 #include <bit>
 
 #include "app/media/MediaError.h"
@@ -9,12 +10,6 @@
 namespace TQ::App {
 
 namespace {
-
-// Distances of the chroma samples from the luma grid, in 1/256 luma samples, as libswscale takes them.
-struct ChromaPosition {
-    int horizontal;
-    int vertical;
-};
 
 ChromaPosition PositionOf(AVChromaLocation location) {
     switch (location) {
@@ -48,6 +43,32 @@ AVPixelFormat PictureFormat(SampleDepth depth) {
     return std::endian::native == std::endian::big ? AV_PIX_FMT_RGBA64BE : AV_PIX_FMT_RGBA64LE;
 }
 
+// libswscale takes 255 * 256 for the white of red, green and blue samples of 16 bits. These two lead from
+// that to 65535 and back; alpha does not matter, as it goes another way.
+void WidenWhite(Picture& picture) {
+    for (int y = 0; picture.Depth() == SampleDepth::Short && y < picture.Height(); ++y) {
+        auto* samples = reinterpret_cast<std::uint16_t*>(picture.Row(y));
+        for (int i = 0; i < 4 * picture.Width(); ++i) {
+            samples[i] = static_cast<std::uint16_t>(std::min(65535, samples[i] + (samples[i] >> 8)));
+        }
+    }
+}
+
+PicturePointer NarrowWhite(const Picture& picture, PicturePool& pool) {
+    if (picture.Depth() != SampleDepth::Short) {
+        return nullptr;
+    }
+    PicturePointer narrow = pool.Take(picture.Width(), picture.Height(), SampleDepth::Short);
+    for (int y = 0; y < picture.Height(); ++y) {
+        const auto* from = reinterpret_cast<const std::uint16_t*>(picture.Row(y));
+        auto* to = reinterpret_cast<std::uint16_t*>(narrow->Row(y));
+        for (int i = 0; i < 4 * picture.Width(); ++i) {
+            to[i] = static_cast<std::uint16_t>(from[i] - (from[i] >> 8));
+        }
+    }
+    return narrow;
+}
+
 }  // namespace
 
 PixelConverter::PixelConverter(AVPixelFormat format, int width, int height, const ColourTags& colour)
@@ -66,6 +87,13 @@ PixelConverter::PixelConverter(AVPixelFormat format, int width, int height, cons
         throw MediaError(MediaFailure::Codec, std::string("pixels of the format ") +
                                                   (_descriptor ? _descriptor->name : "unknown") +
                                                   " cannot be converted");
+    }
+    // Of deep samples in full range, libswscale has a white of its own; both ways have to be its.
+    const bool isFullRange = _colour.range == AVCOL_RANGE_JPEG;
+    const bool isUsual = !isFullRange || _nativeDepth == SampleDepth::Byte;
+    if (!_direct && isUsual && YuvUnpacker::Takes(*_descriptor)) {
+        _unpacker.emplace(*_descriptor, width, height, sws_getCoefficients(MatrixOf(_colour, height)),
+                          isFullRange, PositionOf(_colour.chromaLocation));
     }
 }
 
@@ -104,15 +132,20 @@ ScalerPointer PixelConverter::MakeScaler(bool toPicture) const {
 
 PicturePointer PixelConverter::ScaleToPicture(const AVFrame& samples) {
     auto picture = _pictures.Take(_width, _height, _nativeDepth);
-    if (!_toPicture) {
-        _toPicture = MakeScaler(true);
+    if (_unpacker) {
+        _unpacker->Unpack(samples, *picture);
+    } else {
+        if (!_toPicture) {
+            _toPicture = MakeScaler(true);
+        }
+        std::uint8_t* planes[4] = {picture->Row(0), nullptr, nullptr, nullptr};
+        const int strides[4] = {static_cast<int>(picture->RowBytes()), 0, 0, 0};
+        sws_scale(_toPicture.get(), samples.data, samples.linesize, 0, _height, planes, strides);
+        WidenWhite(*picture);
     }
-    std::uint8_t* planes[4] = {picture->Row(0), nullptr, nullptr, nullptr};
-    const int strides[4] = {static_cast<int>(picture->RowBytes()), 0, 0, 0};
-    sws_scale(_toPicture.get(), samples.data, samples.linesize, 0, _height, planes, strides);
     if (HasAlpha(_format)) {
         UnpackComponent(samples, *_descriptor, _descriptor->nb_components - 1, *picture, 3);
-    } else {
+    } else if (!_unpacker) {
         FillChannel(*picture, 3);
     }
     return picture;
@@ -122,7 +155,8 @@ void PixelConverter::ScaleFromPicture(const Picture& picture, AVFrame& frame) {
     if (!_fromPicture) {
         _fromPicture = MakeScaler(false);
     }
-    const std::uint8_t* planes[4] = {picture.Row(0), nullptr, nullptr, nullptr};
+    const PicturePointer narrowed = NarrowWhite(picture, _pictures);
+    const std::uint8_t* planes[4] = {(narrowed ? *narrowed : picture).Row(0), nullptr, nullptr, nullptr};
     const int strides[4] = {static_cast<int>(picture.RowBytes()), 0, 0, 0};
     sws_scale(_fromPicture.get(), planes, strides, 0, _height, frame.data, frame.linesize);
     if (HasAlpha(_format)) {

@@ -2,6 +2,7 @@
 
 #include "app/media/PicturePool.h"
 #include "app/media/VideoInfo.h"
+#include "app/media/YuvUnpacking.h"
 
 namespace TQ::App {
 
@@ -35,6 +36,7 @@ class PixelConverter {
     bool _direct;
     SampleDepth _nativeDepth;
     PicturePool _pictures;
+    std::optional<YuvUnpacker> _unpacker;
     ScalerPointer _toPicture;
     ScalerPointer _fromPicture;
 };

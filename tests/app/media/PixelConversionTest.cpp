@@ -145,6 +145,55 @@ INSTANTIATE_TEST_SUITE_P(All, YuvRoundTrip, testing::ValuesIn(YuvCases()), [](co
     return name;
 });
 
+// The same samples with chroma in one plane or in two take different ways to the picture: the two differ in
+// the first rows only, where libswscale weights the chroma beyond the edge otherwise.
+TEST(PixelConversion, PlanarChromaGivesWhatInterleavedChromaGives) {
+    const struct {
+        AVPixelFormat planar, interleaved;
+    } rows[] = {{AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12}, {AV_PIX_FMT_YUV444P, AV_PIX_FMT_NV24}};
+    for (const auto& row : rows) {
+        for (const AVChromaLocation location :
+             {AVCHROMA_LOC_LEFT, AVCHROMA_LOC_CENTER, AVCHROMA_LOC_TOPLEFT, AVCHROMA_LOC_BOTTOM}) {
+            for (const AVColorRange range : {AVCOL_RANGE_MPEG, AVCOL_RANGE_JPEG}) {
+                const int width = 38, height = 22;
+                ColourTags tags;
+                tags.matrix = AVCOL_SPC_BT709;
+                tags.range = range;
+                tags.chromaLocation = location;
+                const FramePointer planar = NewSamples(row.planar, width, height);
+                const FramePointer interleaved = NewSamples(row.interleaved, width, height);
+                const AVPixFmtDescriptor& layout = *av_pix_fmt_desc_get(row.planar);
+                std::mt19937 random(1);
+                for (int plane = 0; plane < 3; ++plane) {
+                    const int columns = plane ? AV_CEIL_RSHIFT(width, layout.log2_chroma_w) : width;
+                    const int rowsOfPlane = plane ? AV_CEIL_RSHIFT(height, layout.log2_chroma_h) : height;
+                    for (int y = 0; y < rowsOfPlane; ++y) {
+                        for (int x = 0; x < columns; ++x) {
+                            const auto sample = static_cast<std::uint8_t>(80 + random() % 96);
+                            planar->data[plane][y * planar->linesize[plane] + x] = sample;
+                            const int target = plane ? 1 : 0;
+                            interleaved->data[target][y * interleaved->linesize[target] +
+                                                      (plane ? 2 * x + plane - 1 : x)] = sample;
+                        }
+                    }
+                }
+                const auto picture = [&](AVPixelFormat format, const AVFrame& samples) {
+                    return PixelConverter(format, width, height, tags).ToPicture(samples, SampleDepth::Byte);
+                };
+                const PicturePointer a = picture(row.planar, *planar);
+                const PicturePointer b = picture(row.interleaved, *interleaved);
+                int worst = 0;
+                for (int y = 4; y < height - 4; ++y) {
+                    for (int i = 0; i < 4 * width; ++i) {
+                        worst = std::max(worst, std::abs(a->Row(y)[i] - b->Row(y)[i]));
+                    }
+                }
+                EXPECT_LE(worst, 3) << layout.name << " " << location << " " << range;
+            }
+        }
+    }
+}
+
 // Reference values from the matrices' own equations: a full red of each standard's luma weight.
 TEST(PixelConversion, UsesTheStreamsMatrixAndRange) {
     const struct {
@@ -173,6 +222,21 @@ TEST(PixelConversion, UsesTheStreamsMatrixAndRange) {
         converter.FromPicture(red, *samples);
         const bool full = row.range == AVCOL_RANGE_JPEG;
         EXPECT_NEAR(Luma(*samples, 3, 3), full ? 255 * row.redWeight : 16 + 219 * row.redWeight, 1.0);
+    }
+}
+
+TEST(PixelConversion, WhiteOfDeepLumaIsWhiteOfDeepPictures) {
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV422P10BE}) {
+        const bool isForeign = format == AV_PIX_FMT_YUV422P10BE;
+        PixelConverter converter(format, 16, 8, {});
+        const FramePointer samples = NewSamples(format, 16, 8);
+        Picture white(16, 8, SampleDepth::Short);
+        std::memset(white.Row(0), 0xff, white.Bytes());
+        converter.FromPicture(white, *samples);
+        const int luma = Luma(*samples, 5, 3);
+        EXPECT_NEAR(isForeign ? (luma >> 8) | ((luma & 255) << 8) : luma, 940, 1);
+        const PicturePointer back = converter.ToPicture(*samples, SampleDepth::Short);
+        EXPECT_NEAR(reinterpret_cast<const std::uint16_t*>(back->Row(3))[21], 65535, 32);
     }
 }
 
