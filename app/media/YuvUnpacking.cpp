@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 namespace TQ::App {
 
@@ -22,12 +23,28 @@ double Cubic(double x) {
     return x < 2 ? c * (4 + x * (-8 + x * (5 - x))) : 0;
 }
 
+// Limits integers, as comparisons of floats keep the compiler from making vectors. No sum is too large for
+// one.
 template <typename Sample>
-Sample Rounded(float value) {
-    constexpr float white = sizeof(Sample) == 1 ? 255.0f : 65535.0f;
-    value = value > 0.0f ? value : 0.0f;
-    value = value < white ? value : white;
-    return static_cast<Sample>(static_cast<std::int32_t>(value + 0.5f));
+std::uint32_t Rounded(float value) {
+    constexpr std::int32_t white = static_cast<Sample>(~Sample{0});
+    const auto code = static_cast<std::int32_t>(value + 0.5f);
+    return static_cast<std::uint32_t>(std::min(std::max(code, 0), white));
+}
+
+// Whole words are what the compiler makes vectors of.
+void Store(std::uint8_t* pixels, int x, std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
+    constexpr bool little = std::endian::native == std::endian::little;
+    const std::uint32_t pixel =
+        little ? red | green << 8 | blue << 16 | 255u << 24 : red << 24 | green << 16 | blue << 8 | 255u;
+    std::memcpy(pixels + 4 * x, &pixel, sizeof(pixel));
+}
+
+void Store(std::uint16_t* pixels, int x, std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
+    pixels[4 * x] = static_cast<std::uint16_t>(red);
+    pixels[4 * x + 1] = static_cast<std::uint16_t>(green);
+    pixels[4 * x + 2] = static_cast<std::uint16_t>(blue);
+    pixels[4 * x + 3] = 65535;
 }
 
 }  // namespace
@@ -138,17 +155,16 @@ void YuvUnpacker::InterpolateRow(const AVFrame& samples, int plane, int y, std::
 }
 
 template <typename Sample>
-void YuvUnpacker::ConvertRow(const Sample* luma, Sample* pixels) const {
+void YuvUnpacker::ConvertRow(const Sample* luma, Sample* __restrict pixels) const {
     const float lumaFactor = _lumaFactor, lumaOffset = _lumaOffset, redOfRed = _redOfRed,
                 greenOfBlue = _greenOfBlue, greenOfRed = _greenOfRed, blueOfBlue = _blueOfBlue;
     const float* const blue = _blue.data();
     const float* const red = _red.data();
     for (int x = 0; x < _width; ++x) {
         const float grey = static_cast<float>(luma[x]) * lumaFactor + lumaOffset;
-        pixels[4 * x] = Rounded<Sample>(grey + redOfRed * red[x]);
-        pixels[4 * x + 1] = Rounded<Sample>(grey - greenOfBlue * blue[x] - greenOfRed * red[x]);
-        pixels[4 * x + 2] = Rounded<Sample>(grey + blueOfBlue * blue[x]);
-        pixels[4 * x + 3] = static_cast<Sample>(~Sample{0});
+        Store(pixels, x, Rounded<Sample>(grey + redOfRed * red[x]),
+              Rounded<Sample>(grey - greenOfBlue * blue[x] - greenOfRed * red[x]),
+              Rounded<Sample>(grey + blueOfBlue * blue[x]));
     }
 }
 

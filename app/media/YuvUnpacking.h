@@ -51,7 +51,7 @@ class YuvUnpacker {
     template <typename Sample>
     void InterpolateRow(const AVFrame& samples, int plane, int y, std::vector<float>& row);
     template <typename Sample>
-    void ConvertRow(const Sample* luma, Sample* pixels) const;
+    void ConvertRow(const Sample* luma, Sample* __restrict pixels) const;
 
     int _width;
     int _height;
