@@ -42,12 +42,11 @@ FrameTable::FrameTable(Host& effect, Layer& source, std::vector<ExtraFrame> slot
         const bool isSourceClip = entry.slot.clip.empty();
         const Clip clip =
             _effect->openClip(isSourceClip ? kOfxImageEffectSimpleSourceClipName : entry.slot.clip);
-        entry.expected = IP::Intersect(entry.slot.region, RegionOf(clip, time + entry.slot.timeOffset));
-        if (isSourceClip) {
-            // Hosts differ in how they round a clip's size at a render scale. The current frame shows it.
-            entry.expected = IP::Intersect(entry.expected, source.bounds);
-        }
-        entry.canonical = _effect->toCanonical(entry.expected, clip);
+        const IP::Bounds region = RegionOf(clip, time + entry.slot.timeOffset);
+        // Hosts differ in how they round a clip's size at a render scale. The current frame shows it.
+        entry.expected = IP::Intersect(entry.slot.region, isSourceClip ? source.bounds : region);
+        entry.covered = IP::Intersect(entry.expected, region);
+        entry.canonical = _effect->toCanonical(entry.covered, clip);
         _entries.push_back(std::move(entry));
     }
 }
@@ -60,6 +59,18 @@ IP::Bounds FrameTable::RegionOf(const Clip& clip, double time) const {
     }
 }
 
+bool FrameTable::LiesElsewhere(std::size_t index) const {
+    return IP::IsEmpty(_entries.at(index).covered);
+}
+
+Layer& FrameTable::BlankSlot(std::size_t index) {
+    Entry& entry = _entries.at(index);
+    entry.layer = std::make_unique<Layer>(*_effect);
+    entry.layer->ShareRegion(*_source, {0, 0, 0, 0});  // for the format
+    entry.layer->ExtendTo(entry.expected);
+    return *entry.layer;
+}
+
 Layer& FrameTable::FetchSlot(std::size_t index) {
     Entry& entry = _entries.at(index);
     if (entry.layer) {
@@ -68,14 +79,18 @@ Layer& FrameTable::FetchSlot(std::size_t index) {
     auto layer = std::make_unique<Layer>(*_effect);
     const Clip clip =
         _effect->openClip(entry.slot.clip.empty() ? kOfxImageEffectSimpleSourceClipName : entry.slot.clip);
-    if (!IP::IsEmpty(entry.expected) && clip.IsConnected()) {
+    if (!IP::IsEmpty(entry.covered) && clip.IsConnected()) {
         _effect->fetchClipImage(*layer, clip, _time + entry.slot.timeOffset, &entry.canonical);
     }
     entry.layer = std::move(layer);
     if (entry.layer->HasImage()) {
         try {
             CheckFits(entry);
-            entry.layer->NarrowTo(entry.expected);
+            if (IP::Contains(entry.layer->bounds, entry.expected)) {
+                entry.layer->NarrowTo(entry.expected);
+            } else {
+                entry.layer->ExtendTo(entry.expected);
+            }
         } catch (...) {
             entry.layer.reset();
             throw;
@@ -94,11 +109,11 @@ void FrameTable::CheckFits(const Entry& entry) const {
                             " has another pixel format than the current one. Convert the clip "
                             "to one format before the effect.");
     }
-    if (!IP::Contains(frame.bounds, entry.expected)) {
+    if (frame.isHostDeviceBuffer && !IP::Contains(frame.bounds, entry.expected)) {
         throw Exception("Neighbouring frame",
                         name +
-                            " covers less than the application said. Give all frames of the "
-                            "clip the same size before the effect.");
+                            " covers less than the current one. Give all frames of the clip the same size "
+                            "before the effect, or switch the application's GPU processing off.");
     }
 }
 
@@ -147,14 +162,17 @@ void FilterHostLayer::PrepareRender(IP::Host&) {
     if (_layer) {
         return;
     }
-    Layer& frame = _table->FetchSlot(_slot);
-    if (!frame.HasImage()) {
+    Layer* frame = &_table->FetchSlot(_slot);
+    if (!frame->HasImage() && _table->LiesElsewhere(_slot)) {
+        frame = &_table->BlankSlot(_slot);
+    }
+    if (!frame->HasImage()) {
         throw Exception("Neighbouring frame",
                         "The application has no frame at time " +
                             TimeAsText(_table->Time() + _table->Slot(_slot).timeOffset) +
                             " though it has one farther away. Fill the gap in the clip.");
     }
-    _layer = std::make_unique<IP::Layer>(std::make_unique<LayerWrapper>(frame));
+    _layer = std::make_unique<IP::Layer>(std::make_unique<LayerWrapper>(*frame));
 }
 
 void FilterHostLayer::AfterInputUse() {

@@ -28,7 +28,8 @@ IP::Bounds Reach(const IP::Bounds& window, const std::vector<ExtraFrame>& slots)
 class FrameTable {
   public:
     /// `effect` and `source` are looked at and outlive the table; `source` is the current frame, in memory:
-    /// every other frame must have its format, and those of its clip are expected within its bounds.
+    /// every other frame must have its format, and those of its clip count within its bounds: transparent
+    /// where they do not reach.
     FrameTable(Host& effect, Layer& source, std::vector<ExtraFrame> slots, double time);
 
     std::size_t Size() const { return _entries.size(); }
@@ -37,11 +38,16 @@ class FrameTable {
     /// outside the clip or the clip is not connected. Throws Error when the host fails, TQ::Exception for an
     /// image that does not fit to the source.
     Layer& FetchSlot(std::size_t index);
+    /// Nothing of the frame lies where the current one does. FetchSlot then gives no image.
+    bool LiesElsewhere(std::size_t index) const;
+    /// A transparent picture in the slot. Throws std::bad_alloc.
+    Layer& BlankSlot(std::size_t index);
     /// What FetchSlot answered; null when the slot has not been fetched or was released.
     Layer* FetchedLayer(std::size_t index) const { return _entries.at(index).layer.get(); }
     /// Gives the frame back. It is fetched again when asked for again.
     void ReleaseSlot(std::size_t index) { _entries.at(index).layer.reset(); }
-    /// The rectangle that the frame covers: its slot's region within the clip, even if the host gives more.
+    /// The rectangle that the frame's layer has: its slot's region within the current frame, whatever the
+    /// host gives.
     const IP::Bounds& ExpectedBounds(std::size_t index) const { return _entries.at(index).expected; }
     Layer& Source() const { return *_source; }
     double Time() const { return _time; }
@@ -50,7 +56,8 @@ class FrameTable {
     struct Entry {
         ExtraFrame slot;
         IP::Bounds expected = IP::unsetBounds;
-        OfxRectD canonical{0, 0, 0, 0};  ///< `expected` as the host is asked for it
+        IP::Bounds covered = IP::unsetBounds;  ///< what the frame has of it; the rest is transparent
+        OfxRectD canonical{0, 0, 0, 0};        ///< `covered` as the host is asked for it
         std::unique_ptr<Layer> layer;
     };
     IP::Bounds RegionOf(const Clip& clip, double time) const;

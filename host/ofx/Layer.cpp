@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -288,6 +289,25 @@ void Layer::NarrowTo(const IP::Bounds& region) {
     data = PixelAddress(narrow.x1, narrow.y1);
     bounds = narrow;
     validBounds = IP::Intersect(validBounds, narrow);
+}
+
+void Layer::ExtendTo(const IP::Bounds& region) {
+    Layer wide(*owner);
+    wide.Allocate(region, channelBits, channels);
+    std::memset(wide.data, 0, wide.memory.Size());
+    const IP::Bounds known = IP::Intersect(bounds, region);
+    for (int y = known.y1; y < known.y2 && known.x1 < known.x2; ++y) {
+        std::memcpy(wide.PixelAddress(known.x1, y), PixelAddress(known.x1, y),
+                    static_cast<std::size_t>(IP::Width(known)) * static_cast<std::size_t>(PixelBytes()));
+    }
+    wide.hostIsFloat = hostIsFloat;
+    wide.hasAlpha = hasAlpha;
+    wide.premultiplied = premultiplied;
+    wide.scaleX = scaleX;
+    wide.scaleY = scaleY;
+    wide.aspect = aspect;
+    wide.fieldScale = fieldScale;
+    *this = std::move(wide);
 }
 
 void Layer::Release() noexcept {

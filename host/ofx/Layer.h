@@ -87,6 +87,9 @@ class Layer {
     /// Leaves only what lies within `region`; image and memory stay held. A device buffer stays whole, as its
     /// address may be none to calculate with.
     void NarrowTo(const IP::Bounds& region);
+    /// Becomes memory of its own over `region`, with the pixels that there are and transparent ones around
+    /// them. Throws std::bad_alloc.
+    void ExtendTo(const IP::Bounds& region);
     /// Gives back image and memory; no pixels and zero bounds after it.
     void Release() noexcept;
     bool OwnsPixels() const { return static_cast<bool>(clipImage) || memory.Data() != nullptr; }

@@ -190,14 +190,24 @@ TEST_F(RenderTest, NeighboursMustFitToTheCurrentFrame) {
     };
     EXPECT_EQ(Render(), kOfxStatErrUnknown);
     EXPECT_THAT(fake.messages.back().text, HasSubstr("time 4 has another pixel format"));
+    // What a neighbour does not cover is transparent.
     source.prepare = [](FakeImage& image, double time) {
+        image.At<std::uint8_t>(14, 3, 3) = image.At<std::uint8_t>(15, 3, 3) = 9;
         image.properties.Put(kOfxImagePropBounds, std::vector<int>{0, 0, time == 4 ? 15 : 16, 12});
     };
-    EXPECT_EQ(Render(), kOfxStatErrUnknown);
-    EXPECT_THAT(fake.messages.back().text, HasSubstr("time 4 covers less"));
+    script.render = [](auto&&, auto&&, auto&&, auto&&, Ofx::FrameTable& frames) {
+        const Ofx::Layer& frame = frames.FetchSlot(0);
+        EXPECT_EQ(frame.bounds, (Bounds{0, 0, 16, 12}));
+        EXPECT_EQ(frame.PixelAddress(14, 3)[3], 9);
+        EXPECT_EQ(frame.PixelAddress(15, 3)[3], 0);
+    };
+    EXPECT_EQ(Render(), kOfxStatOK);
     // A host that rounds the size of scaled clips down does so for all frames, and that is fine.
     source.prepare = [](FakeImage& image, double) {
         image.properties.Put(kOfxImagePropBounds, std::vector<int>{0, 0, 15, 12});
+    };
+    script.render = [](auto&&, auto&&, auto&&, auto&&, Ofx::FrameTable& frames) {
+        EXPECT_EQ(frames.FetchSlot(0).bounds, (Bounds{0, 0, 15, 12}));
     };
     EXPECT_EQ(Render(), kOfxStatOK);
 }

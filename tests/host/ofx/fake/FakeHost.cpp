@@ -151,7 +151,11 @@ OfxStatus FakeHost::GetImage(FakeClip& clip, double time, const OfxRectD* region
     if (time < clip.firstTime || time > clip.lastTime) {
         return kOfxStatFailed;
     }
-    std::shared_ptr<FakeImage> image = clip.keepsImage && clip.kept ? clip.kept : MakeImage(clip);
+    FakeClip like = clip;
+    if (const auto other = clip.boundsAt.find(time); other != clip.boundsAt.end()) {
+        like.bounds = other->second;
+    }
+    std::shared_ptr<FakeImage> image = clip.keepsImage && clip.kept ? clip.kept : MakeImage(like);
     if (clip.prepare) {
         clip.prepare(*image, time);
     }

@@ -69,7 +69,8 @@ struct FakeClip {
     FakeProperties properties;
     OfxRectD region{0, 0, 16, 12};
     OfxStatus regionStatus = kOfxStatOK;
-    OfxRectI bounds{0, 0, 16, 12};  ///< of every image
+    OfxRectI bounds{0, 0, 16, 12};        ///< of every image
+    std::map<double, OfxRectI> boundsAt;  ///< and region, of frames that differ from the others
     std::string depth = kOfxBitDepthByte;
     std::string components = kOfxImageComponentRGBA;
     bool rowsDownwards = false;  ///< negative row bytes

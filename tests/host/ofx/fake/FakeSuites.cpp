@@ -159,12 +159,17 @@ OfxStatus ReleaseImage(OfxPropertySetHandle image) {
     return Now().ReleaseImage(image);
 }
 
-OfxStatus GetRegion(OfxImageClipHandle handle, OfxTime, OfxRectD* region) {
+OfxStatus GetRegion(OfxImageClipHandle handle, OfxTime time, OfxRectD* region) {
     Now();
-    if (ClipOf(handle).regionStatus == kOfxStatOK) {
-        *region = ClipOf(handle).region;
+    const FakeClip& clip = ClipOf(handle);
+    if (clip.regionStatus == kOfxStatOK) {
+        *region = clip.region;
+        if (const auto other = clip.boundsAt.find(time); other != clip.boundsAt.end()) {
+            const OfxRectI& bounds = other->second;
+            *region = {1.0 * bounds.x1, 1.0 * bounds.y1, 1.0 * bounds.x2, 1.0 * bounds.y2};
+        }
     }
-    return ClipOf(handle).regionStatus;
+    return clip.regionStatus;
 }
 
 int Abort(OfxImageEffectHandle) {
