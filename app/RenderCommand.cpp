@@ -6,6 +6,7 @@
 #include <charconv>
 #include <chrono>
 #include <climits>
+#include <cmath>
 
 #include "app/ExitStatus.h"
 #include "app/ParameterEdits.h"
@@ -57,6 +58,25 @@ FrameRange RangeOf(const RenderOptions& options, std::int64_t frameCount) {
             fmt::format("--frames {} reaches beyond the clip, whose frames are 0-{}", options.frames, last));
     }
     return range;
+}
+
+AVRational SequenceRate(const RenderOptions& options) {
+    if (options.framesPerSecond.empty()) {
+        return {25, 1};
+    }
+    constexpr double mostPerSecond = 100000;
+    QuietFFmpeg();  // it would print what it thinks of the text
+    AVRational rate;
+    if (av_parse_ratio(&rate, options.framesPerSecond.c_str(), INT_MAX, 0, nullptr) < 0 || rate.num <= 0 ||
+        rate.den <= 0 || av_q2d(rate) > mostPerSecond) {
+        throw CommandError(
+            ExitStatus::Usage,
+            "--fps takes frames per second, such as 24 or 24000/1001, not '" + options.framesPerSecond + "'");
+    }
+    // 23.976, 29.97 and the like are short for something else.
+    const AVRational ntsc{static_cast<int>(std::lround(av_q2d(rate) * 1.001)) * 1000, 1001};
+    const bool isShort = rate.den > 1 && rate.den != ntsc.den;
+    return isShort && std::abs(av_q2d(rate) - av_q2d(ntsc)) < 0.005 ? ntsc : rate;
 }
 
 SampleDepth DepthFor(const RenderOptions& options, const VideoInfo& info, const EffectPlugin& plugin) {
@@ -159,8 +179,14 @@ class Render {
         if (!_options.statistics.empty()) {
             CheckOutput(_options.statistics, _options.overwrite);
         }
-        _reader = OpenVideo(_options.input, [this] { return _interrupted.load(); });
+        const AVRational sequenceRate = SequenceRate(_options);
+        _reader = OpenVideo(
+            _options.input, [this] { return _interrupted.load(); }, sequenceRate);
         const VideoInfo& info = _reader->Info();
+        if (!info.isSequence && !_options.framesPerSecond.empty()) {
+            throw CommandError(ExitStatus::Usage, "--fps is for images; " + Quoted(_options.input) +
+                                                      " has a frame rate of its own, which is kept");
+        }
         _range = RangeOf(_options, info.frameCount);
         CheckNotInput(_options, *_reader, _range);
         _plugin = LoadPlugin(_options.plugin, _options.host);

@@ -15,6 +15,8 @@ struct RenderOptions {
     std::vector<std::string> assignments;
     /// "A-B", empty for the whole clip.
     std::string frames;
+    /// Frames per second of an image sequence, "24", "23.976" or "24000/1001"; empty for 25.
+    std::string framesPerSecond;
     double scale = 1;
     /// "auto", "8", "16" or "float".
     std::string depth = "auto";

@@ -68,6 +68,10 @@ void AddRender(CLI::App& app, RenderOptions& options) {
                      "Renders frames A to B only, counted from 0; frames around them "
                      "still take part")
         ->type_name("A-B");
+    command
+        ->add_option("--fps", options.framesPerSecond,
+                     "Frames per second of an image sequence, such as 24 or 24000/1001 (default 25)")
+        ->type_name("RATE");
     command->add_option("--scale", options.scale, "Render scale, above 0 up to 1 (default 1)")
         ->type_name("S")
         ->check(CLI::Range(0.001, 1.0));

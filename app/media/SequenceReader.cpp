@@ -33,7 +33,7 @@ PacketPointer ReadWhole(const fs::path& file) {
 
 }  // namespace
 
-SequenceReader::SequenceReader(const SequencePattern& pattern) : _pattern(pattern) {
+SequenceReader::SequenceReader(const SequencePattern& pattern, AVRational frameRate) : _pattern(pattern) {
     const std::vector<std::int64_t> numbers = pattern.ExistingNumbers();
     if (numbers.empty()) {
         throw MediaError(MediaFailure::Input,
@@ -48,20 +48,22 @@ SequenceReader::SequenceReader(const SequencePattern& pattern) : _pattern(patter
     }
     _info.firstNumber = numbers.front();
     _info.frameCount = static_cast<std::int64_t>(numbers.size());
-    DescribeFrom(*Decode(FileOf(0)));
+    DescribeFrom(*Decode(FileOf(0)), frameRate);
 }
 
-SequenceReader::SequenceReader(const fs::path& image) : _image(image) {
+SequenceReader::SequenceReader(const fs::path& image, AVRational frameRate) : _image(image) {
     _info.frameCount = 1;
-    DescribeFrom(*Decode(image));
+    DescribeFrom(*Decode(image), frameRate);
 }
 
 fs::path SequenceReader::FileOf(std::int64_t frame) const {
     return _pattern ? _pattern->FileOf(_info.firstNumber + frame) : _image;
 }
 
-void SequenceReader::DescribeFrom(const AVFrame& first) {
+void SequenceReader::DescribeFrom(const AVFrame& first, AVRational frameRate) {
     _info.isSequence = true;
+    _info.frameRate = frameRate;
+    _info.timeBase = av_inv_q(frameRate);
     DescribeSamples(first, _info);
     _info.sampleAspect = first.sample_aspect_ratio;
 }

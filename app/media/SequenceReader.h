@@ -10,9 +10,9 @@ class SequenceReader final : public VideoReader {
   public:
     /// Throws MediaError(Input) when files are missing between the first and the last, or the first cannot be
     /// read.
-    explicit SequenceReader(const SequencePattern& pattern);
+    SequenceReader(const SequencePattern& pattern, AVRational frameRate);
     /// A clip of one frame.
-    explicit SequenceReader(const std::filesystem::path& image);
+    SequenceReader(const std::filesystem::path& image, AVRational frameRate);
 
     std::int64_t TimeOf(std::int64_t frame) const override { return frame; }
     std::filesystem::path FileOf(std::int64_t frame) const override;
@@ -20,7 +20,7 @@ class SequenceReader final : public VideoReader {
     std::optional<VideoFrame> Next() override;
 
   private:
-    void DescribeFrom(const AVFrame& first);
+    void DescribeFrom(const AVFrame& first, AVRational frameRate);
     FramePointer Decode(const std::filesystem::path& file) const;
 
     std::optional<SequencePattern> _pattern;

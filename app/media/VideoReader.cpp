@@ -7,15 +7,16 @@ namespace TQ::App {
 
 namespace fs = std::filesystem;
 
-std::unique_ptr<VideoReader> OpenVideo(const fs::path& path, std::function<bool()> interrupted) {
+std::unique_ptr<VideoReader> OpenVideo(const fs::path& path, std::function<bool()> interrupted,
+                                       AVRational sequenceRate) {
     QuietFFmpeg();
     std::error_code error;
     if (fs::is_directory(path, error)) {
-        return std::make_unique<SequenceReader>(SequencePattern::FromFolder(path));
+        return std::make_unique<SequenceReader>(SequencePattern::FromFolder(path), sequenceRate);
     }
     if (!fs::exists(path, error)) {
         if (const auto pattern = SequencePattern::Parse(path)) {
-            return std::make_unique<SequenceReader>(*pattern);
+            return std::make_unique<SequenceReader>(*pattern, sequenceRate);
         }
         throw MediaError(MediaFailure::Input, Quoted(path) + " does not exist");
     }
@@ -23,7 +24,7 @@ std::unique_ptr<VideoReader> OpenVideo(const fs::path& path, std::function<bool(
         throw MediaError(MediaFailure::Input, Quoted(path) + " is empty");
     }
     if (IsStillImage(path)) {
-        return std::make_unique<SequenceReader>(path);
+        return std::make_unique<SequenceReader>(path, sequenceRate);
     }
     return std::make_unique<ContainerReader>(path, std::move(interrupted));
 }

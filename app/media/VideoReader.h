@@ -39,9 +39,11 @@ class VideoReader {
 };
 
 /// Opens a video file, one image, an image sequence by its pattern (%04d or ####), or a folder that holds one
-/// numbered sequence of images. `interrupted` is asked during long waits for the file; true makes the call
-/// throw MediaError(Interrupt). Throws MediaError(Input) with the reason.
+/// numbered sequence of images. Images carry no frame rate: theirs is `sequenceRate`. `interrupted` is asked
+/// during long waits for the file; true makes the call throw MediaError(Interrupt). Throws MediaError(Input)
+/// with the reason.
 std::unique_ptr<VideoReader> OpenVideo(const std::filesystem::path& path,
-                                       std::function<bool()> interrupted = {});
+                                       std::function<bool()> interrupted = {},
+                                       AVRational sequenceRate = {25, 1});
 
 }  // namespace TQ::App

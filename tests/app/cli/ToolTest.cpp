@@ -47,6 +47,9 @@ TEST(Tool, BadInputEndsWithItsOwnStatusAndOneSentence) {
         {2, "render clip.mkv o.mkv --frames 0-3", "0-2"},
         {2, "render clip.mkv o.mkv --set sensitivity", "name=value"},
         {2, "render clip.mkv clip.mkv --overwrite", "input itself"},
+        {2, "render clip.mkv o.mkv --fps 24", "images"},
+        {2, "render clip.mkv o.mkv --fps none", "--fps"},
+        {2, "render clip.mkv o.mkv --fps 0", "--fps"},
         {2, "demo nosuchkind", "nosuchkind"},
         {3, "render missing.mkv o.mkv", "does not exist"},
         {3, "render empty.mp4 o.mkv", "empty"},
@@ -103,6 +106,27 @@ TEST(Tool, RadiusZeroLeavesEveryPixelAlone) {
         ASSERT_EQ(result.status, 0) << result.error;
         EXPECT_EQ(result.error, "");  // no bar when nobody watches
         ExpectSameClips(folder / row.input, folder / output.substr(0, output.find(' ')));
+    }
+}
+
+TEST(Tool, SequencesHaveTheRateThatIsSaid) {
+    const TemporaryFolder folder;
+    WriteFlicker(folder / "a.%d.png", AV_PIX_FMT_RGB24, 16, 8, 3);
+    const struct {
+        const char* option;
+        AVRational rate;
+    } rows[] = {{"", {25, 1}},
+                {"--fps 24", {24, 1}},
+                {"--fps 23.976", {24000, 1001}},
+                {"--fps 30000/1001", {30000, 1001}},
+                {"--fps 12.5", {25, 2}}};
+    for (const auto& row : rows) {
+        const ToolResult result =
+            RunTool(folder, std::string("render a.%d.png o.mov --overwrite ") + row.option);
+        ASSERT_EQ(result.status, 0) << result.error;
+        const auto reader = OpenVideo(folder / "o.mov");
+        EXPECT_EQ(av_cmp_q(reader->Info().frameRate, row.rate), 0) << row.option;
+        EXPECT_EQ(av_compare_ts(reader->TimeOf(2), reader->Info().timeBase, 2, av_inv_q(row.rate)), 0);
     }
 }
 
