@@ -227,9 +227,11 @@ bool WritesImages(const VideoOutput& output) {
 const AVOutputFormat* MuxerFor(const std::filesystem::path& path) {
     const AVOutputFormat* muxer = av_guess_format(nullptr, path.filename().string().c_str(), nullptr);
     if (!muxer || muxer->video_codec == AV_CODEC_ID_NONE || (muxer->flags & AVFMT_NOFILE)) {
+        const std::string what = path.has_extension() ? Quoted(path.extension()) + " is not the extension of"
+                                                      : Quoted(path) + " does not end like the name of";
         throw MediaError(MediaFailure::Codec,
-                         Quoted(path.extension()) +
-                             " is not the extension of a video file that can be written; "
+                         what +
+                             " a video file that can be written; "
                              ".mp4, .mov, .mkv and the images .png, .tiff, .dpx, .exr are");
     }
     return muxer;

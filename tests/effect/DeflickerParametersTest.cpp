@@ -94,15 +94,6 @@ TEST(DeflickerParameters, otherEditsLeaveThePresetAndEnableWhatIsUsed) {
     EXPECT_FALSE(panel.enabled.at(Index::useGPU));
 }
 
-TEST(DeflickerParameters, useGpuStartsDisabledWithoutADevice) {
-    Panel without;
-    Host::Param::Parameters with;
-    DefineDeflickerParameters(with, true);
-    EXPECT_EQ(without.description(Index::useGPU).flags, 0x450U);
-    EXPECT_EQ(with.description(Index::useGPU).flags, 0x440U);
-    ASSERT_EQ(with.size(), DeflickerParameterNames().size());
-}
-
 TEST(DeflickerSettings, deriveUnitsMasksAndScaleRules) {
     DeflickerValues values;
     values.motion = true;

@@ -58,19 +58,6 @@ TEST(Regions, TwoConsumersAskForTheUnion) {
     EXPECT_EQ(source->region, (Bounds{5, 0, 35, 25})) << "limited to the picture";
 }
 
-TEST(Regions, AnEmptyRegionOnlyDropsTheCachedResult) {
-    const auto source = Placeholder();
-    const auto filter = Add(source, 1);
-    MemoryHost host;
-    filter->keptResult.layer = MakeLayer(host, frame, 8);
-    filter->consumed = 1;
-    filter->SetRegion({5, 5, 5, 9}, {});
-    EXPECT_EQ(filter->keptResult.layer, nullptr);
-    EXPECT_EQ(filter->consumed, 0U);
-    EXPECT_EQ(filter->region, unsetBounds);
-    EXPECT_EQ(source->region, unsetBounds);
-}
-
 TEST(Regions, DryRunLeavesTheNeedInLeavesWithoutPixels) {
     MemoryHost host;
     const auto current = Placeholder();

@@ -144,35 +144,5 @@ TEST(Allocation, MapsFormatsToWhatHostMemoryKnows) {
     EXPECT_EQ(Shape(*result.layer), (Allocated{32, 4, 1}));
 }
 
-TEST(Kernels, ExistForFourChannelsOtherThanHalfFloats) {
-    MemoryHost host;
-    IP::KernelFormat format;
-    LayerStyle half, bgra{{2, 1, 0, 3}};
-    half.half = true;
-    EXPECT_TRUE(IP::KernelFormatOf(*MakeLayer(host, frame, 8, bgra), format));
-    EXPECT_EQ(format, IP::KernelFormat::Byte_BGRA);
-    EXPECT_TRUE(IP::KernelFormatOf(*MakeLayer(host, frame, 16), format));
-    EXPECT_EQ(format, IP::KernelFormat::ShortOther_RGBA);
-    EXPECT_FALSE(IP::KernelFormatOf(*MakeLayer(host, frame, 16, half), format));
-    EXPECT_FALSE(IP::KernelFormatOf(*MakeLayer(host, frame, 8, 3), format));
-}
-
-TEST(Leaves, TellTheBoundsAndFormatOfTheirLayer) {
-    MemoryHost host;
-    const auto layer = MakeLayer(host, frame, 16);
-    layer->ValidBounds() = {0, 6, 20, 20};
-    IP::FilterLayer leaf(layer.get());
-    leaf.SetFormat({});
-    EXPECT_EQ(leaf.GetBounds(), (Bounds{0, 6, 20, 20}));
-    EXPECT_EQ(leaf.format, FormatOfLayer(*layer));
-
-    IP::FilterCompLayer rendered(IP::RenderResult{layer, nullptr, {1, 7, 5, 9}});
-    EXPECT_EQ(rendered.GetBounds(), (Bounds{1, 7, 5, 9}));
-    rendered.source.region = unsetBounds;
-    EXPECT_EQ(rendered.GetBounds(), (Bounds{0, 6, 20, 20}));
-    EXPECT_FALSE(leaf.IsEqual(rendered));
-    EXPECT_FALSE(rendered.IsEqual(leaf));
-}
-
 }  // namespace
 }  // namespace TQ::Test

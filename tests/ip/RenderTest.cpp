@@ -311,16 +311,5 @@ TEST(Failure, InABandReachesTheCaller) {
     EXPECT_EQ(host.counters->layersWithPixels, 2) << "source and output";
 }
 
-TEST(Render, ADeepChainWorks) {
-    MemoryHost host;
-    const Bounds tiny{0, 0, 3, 2};
-    Handle sink = std::make_shared<Source>(host, tiny);
-    for (int i = 0; i < 150; ++i) {
-        sink = Add(sink, 1);
-    }
-    ExpectRendered(
-        host, sink, [](int x, int y, int position) { return Source::Value(x, y, position) + 150; }, tiny);
-}
-
 }  // namespace
 }  // namespace TQ::Test

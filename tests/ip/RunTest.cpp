@@ -104,23 +104,5 @@ TEST(Bands, RunTheKernelOfTheOutputFormat) {
     EXPECT_THROW(RenderGraph(filter, host, MakeLayer(host, bounds, 16, half)), Exception);
 }
 
-TEST(Progress, FoldsItsLevelsIntoOneFraction) {
-    IP::ProgressState state;
-    const auto fraction = [&](std::uint64_t done, std::uint64_t total) {
-        IP::FoldProgress(state, done, total);
-        return static_cast<double>(done) / static_cast<double>(total);
-    };
-    EXPECT_EQ(fraction(0, 0), 0.0);
-    EXPECT_EQ(fraction(3, 4), 0.75);
-    state.levels[0] = {1, 2, 1, false};  // second of two passes
-    EXPECT_EQ(fraction(1, 2), 0.75);
-    state.levels[1] = {3, 10, 2, false};  // a filter of two steps, after three of ten
-    EXPECT_EQ(fraction(1, 2), 0.45);
-    state.levels[3] = {0, 2, 1, false};
-    EXPECT_EQ(fraction(1, 2), 0.225);
-    state.levels[1].current = 10;
-    EXPECT_EQ(fraction(0, 1), 0.5);
-}
-
 }  // namespace
 }  // namespace TQ::Test

@@ -46,22 +46,6 @@ TEST(SharedLibrary, FailureNamesTheFileAndTheReason) {
     fs::remove(path);
 }
 
-TEST(SharedLibrary, FindsSymbolsAndMoves) {
-    EXPECT_EQ(SharedLibrary().Symbol("cos"), nullptr);
-    SharedLibrary mathematics("libm.so.6");
-    EXPECT_EQ(mathematics.Symbol("no_such_symbol_here"), nullptr);
-    void* const cosine = mathematics.Symbol("cos");
-    ASSERT_NE(cosine, nullptr);
-
-    SharedLibrary moved(std::move(mathematics));
-    EXPECT_FALSE(mathematics);
-    EXPECT_EQ(moved.Symbol("cos"), cosine);
-    SharedLibrary assigned;
-    assigned = std::move(moved);
-    EXPECT_TRUE(assigned);
-    EXPECT_FALSE(moved);
-}
-
 TEST(ReplaceFile, PutsTheNewFileOverTheOldOne) {
     const fs::path from = ScratchFile("new");
     const fs::path to = ScratchFile("old");
@@ -82,19 +66,6 @@ TEST(Folders, EnvironmentComesBeforeTheStandardFolder) {
     unsetenv("OFX_PLUGIN_PATH");
     EXPECT_THAT(PluginFolders(), ElementsAre(fs::path("/usr/OFX/Plugins")));
     EXPECT_THAT(SplitFolderList(fs::path(";;").native(), ';'), ElementsAre());
-}
-
-TEST(Process, KnowsItselfAndItsMachine) {
-    EXPECT_EQ(ExecutablePath().filename(), "platform_test");
-    EXPECT_TRUE(fs::is_regular_file(ExecutablePath()));
-    EXPECT_GE(HardwareThreadCount(), 1);
-    EXPECT_GT(TerminalColumns(), 0);
-
-    const std::uint64_t before = PeakMemoryBytes();
-    const std::size_t size = before + (std::size_t{16} << 20);
-    std::vector<char> touched(size, 'x');
-    EXPECT_EQ(touched[size / 2], 'x');
-    EXPECT_GE(PeakMemoryBytes(), size) << "touching more than the former peak raises it";
 }
 
 TEST(Process, OpensNothingButWebPages) {

@@ -56,6 +56,8 @@ TEST(Tool, BadInputEndsWithItsOwnStatusAndOneSentence) {
         {3, "render text.mp4 o.mkv", "text.mp4"},
         {5, "render clip.mkv taken.mkv", "--overwrite"},
         {5, "render clip.mkv o.mkv --stats taken.mkv", "--overwrite"},
+        {6, "render clip.mkv Hollow.ofx.bundle", "is a folder"},
+        {10, "render clip.mkv o", "'o' does not end"},
         {6, "render clip.mkv no/such/folder/o.mkv", "no/such/folder"},
         {8, "render clip.mkv o.mkv --plugin nowhere.ofx.bundle", "nowhere"},
         {8, "render clip.mkv o.mkv --plugin text.ofx", "text.ofx"},

@@ -77,28 +77,6 @@ TEST(DemoClip, OnlyTheSubjectsMoveUnderAStillCameraAndAllMovesUnderAPan) {
     EXPECT_GT(changedShare("pan"), 0.4);
 }
 
-TEST(Flicker, BandsSwingAroundOneByTheirAmplitudeAndMoveWithTime) {
-    constexpr int height = 200;
-    double lowest = 9;
-    double highest = 0;
-    for (int time = 0; time < 10; ++time) {
-        const FrameFlicker flicker = RollingBands(time, 4, height);
-        ASSERT_EQ(flicker.rows.size(), static_cast<std::size_t>(height));
-        for (const Colour& row : flicker.rows) {
-            lowest = std::min(lowest, static_cast<double>(row[1]));
-            highest = std::max(highest, static_cast<double>(row[1]));
-        }
-    }
-    EXPECT_NEAR(lowest, 0.90, 0.002);
-    EXPECT_NEAR(highest, 1.10, 0.002);
-    EXPECT_GT(std::abs(RollingBands(0, 4, height).rows[50][1] - RollingBands(1, 4, height).rows[50][1]),
-              0.01);
-    // An exposure is one gain for all rows.
-    const FrameFlicker drift = ExposureDrift(5, 4, height);
-    EXPECT_EQ(drift.rows.front(), drift.rows.back());
-    EXPECT_NE(drift.rows.front(), ExposureDrift(6, 4, height).rows.front());
-}
-
 TEST(FlickerMeter, MeasuresConstructedClips) {
     FlickerMeter meter;
     // Before swings by 6 codes around a truth of 100; after is 2 codes too bright throughout.

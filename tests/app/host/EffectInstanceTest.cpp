@@ -89,15 +89,6 @@ TEST_F(GoodEffectTest, UserEditsArriveInABracketWithTheirConsequencesInside) {
     EXPECT_THAT(Journal(), Not(HasSubstr("InstanceChanged"))) << "what creation writes is no change";
 }
 
-TEST_F(GoodEffectTest, ADisabledParameterIsSetLikeAnyOther) {
-    instance.SetParameter("locked", "on");
-    EXPECT_EQ(TextOf(instance, "locked"), "true");
-    EXPECT_EQ(Journal(),
-              "OfxActionBeginInstanceChanged OfxChangeUserEdited\n"
-              "OfxActionInstanceChanged locked OfxChangeUserEdited\n"
-              "OfxActionEndInstanceChanged OfxChangeUserEdited\n");
-}
-
 TEST_F(GoodEffectTest, ParametersThatSetEachOtherComeToAnEnd) {
     instance.SetParameter("ping", "1");
     EXPECT_EQ(TextOf(instance, "ping"), "3");
@@ -196,28 +187,6 @@ TEST_F(GoodEffectTest, ASequenceIsOpenedOnceForItsFrames) {
               "OfxImageEffectActionEndSequenceRender\n");
 }
 
-TEST_F(GoodEffectTest, RendersRunAtOnceWithTheSameResult) {
-    EXPECT_TRUE(instance.RendersConcurrently());
-    std::vector<std::thread> jobs;
-    std::atomic<int> wrong{0};
-    for (int job = 0; job < 4; ++job) {
-        jobs.emplace_back([&, job] {
-            Picture mine(width, height, SampleDepth::Byte);
-            for (int round = 0; round < 30; ++round) {
-                const int frame = (job + round) % frames;
-                instance.Render(frame, Frame, mine);
-                wrong += mine.Row(1)[0] != 255 - (10 * frame + 1);
-                wrong += mine.Row(0)[2] != std::min(frame, 2) + 1 + std::min(frames - 1 - frame, 2);
-            }
-        });
-    }
-    for (std::thread& job : jobs) {
-        job.join();
-    }
-    EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(instance.LeakedImages(), 0);
-}
-
 TEST_F(GoodEffectTest, WhatTheFrameProviderThrowsComesOut) {
     const auto broken = [](int) -> ConstPicturePointer { throw std::domain_error("stream broke"); };
     EXPECT_THROW(instance.Render(0, broken, output), std::domain_error);
@@ -240,30 +209,6 @@ TEST(ProfileTest, DeparturesReachThePlugin) {
     Picture output(width, height, SampleDepth::Byte);
     instance.Render(0, Frame, output);
     EXPECT_EQ(output.Row(0)[2], 5) << "every time gives a frame";
-}
-
-TEST(ProfileTest, SuitesAndPropertiesCanBeMissing) {
-    HostProfile profile;
-    profile.name = "bare";
-    profile.deviceProperties = false;
-    profile.absentSuites = {{kOfxProgressSuite, 1}, {kOfxMessageSuite, 2}};
-    const auto offers = [](const HostProfile& of, const char* suite, int version) {
-        OfxHost* host = HostRecord::For(of).Record();
-        return host->fetchSuite(host->host, suite, version) != nullptr;
-    };
-    EXPECT_FALSE(offers(profile, kOfxProgressSuite, 1));
-    EXPECT_TRUE(offers(profile, kOfxProgressSuite, 2));
-    EXPECT_FALSE(offers(profile, kOfxMessageSuite, 2));
-    EXPECT_TRUE(offers(profile, kOfxMessageSuite, 1));
-    EXPECT_TRUE(offers({}, kOfxMessageSuite, 2));
-    EXPECT_FALSE(offers({}, kOfxPropertySuite, 7));
-    EXPECT_EQ(HostRecord::For({}).Record()->fetchSuite(nullptr, kOfxPropertySuite, 1), nullptr);
-    char* text = nullptr;
-    OfxPropertySetHandle bare = HostRecord::For(profile).Record()->host;
-    EXPECT_EQ(propertySuite.propGetString(bare, "OfxImageEffectPropCudaRenderSupported", 0, &text),
-              kOfxStatErrUnknown);
-    EXPECT_EQ(propertySuite.propGetString(bare, kOfxPropName, 0, &text), kOfxStatOK);
-    EXPECT_STREQ(text, "bare");
 }
 
 TEST(InstanceFormatTest, RenderScaleAndDepthAreChecked) {

@@ -109,15 +109,5 @@ TEST_F(PropertySetTest, ReadersAndAWriterDoNotDisturbEachOther) {
     EXPECT_EQ(torn, 0);
 }
 
-TEST(HandleTest, AHandleDiesWithItsObject) {
-    OfxPropertySetHandle handle = nullptr;
-    {
-        PropertySet set;
-        handle = set.AsHandle();
-        EXPECT_EQ(PropertySet::From(handle), &set);
-    }
-    EXPECT_EQ(PropertySet::From(handle), nullptr);
-}
-
 }  // namespace
 }  // namespace TQ::App

@@ -11,6 +11,7 @@
 #include <random>
 #include <vector>
 
+#include "app/PictureTesting.h"
 #include "app/media/PixelConversion.h"
 #include "app/media/VideoReader.h"
 #include "app/media/VideoWriter.h"
@@ -57,55 +58,21 @@ inline FramePointer NewSamples(AVPixelFormat format, int width, int height) {
 inline PicturePointer RandomPicture(int width, int height, SampleDepth depth, unsigned seed) {
     std::mt19937 random(seed);
     auto picture = std::make_shared<Picture>(width, height, depth);
-    for (int y = 0; y < height; ++y) {
-        for (int i = 0; i < 4 * width; ++i) {
-            const unsigned value = random();
-            if (depth == SampleDepth::Byte) {
-                picture->Row(y)[i] = static_cast<std::uint8_t>(value);
-            } else if (depth == SampleDepth::Short) {
-                reinterpret_cast<std::uint16_t*>(picture->Row(y))[i] = static_cast<std::uint16_t>(value);
-            } else {
-                reinterpret_cast<float*>(picture->Row(y))[i] = static_cast<float>(value) / 4e9f * 3.0f - 0.5f;
-            }
-        }
-    }
+    ForSamples(*picture, [&](int, int, int, auto& sample) {
+        using Sample = std::decay_t<decltype(sample)>;
+        const unsigned value = random();
+        sample = std::is_same_v<Sample, float>
+                     ? static_cast<Sample>(static_cast<float>(value) / 4e9f * 3.0f - 0.5f)
+                     : static_cast<Sample>(value);
+    });
     return picture;
 }
 
 /// A soft picture whose colours stay well inside what every matrix can say, alpha opaque.
 inline PicturePointer SoftPicture(int width, int height, SampleDepth depth, double phase) {
-    auto picture = std::make_shared<Picture>(width, height, depth);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            for (int c = 0; c < 4; ++c) {
-                const double wave = std::sin(0.13 * x + 0.07 * y * (c + 1) + phase + c);
-                const double value = c == 3 ? 1.0 : 0.5 + 0.2 * wave;
-                const int at = 4 * x + c;
-                if (depth == SampleDepth::Byte) {
-                    picture->Row(y)[at] = static_cast<std::uint8_t>(value * 255 + 0.5);
-                } else if (depth == SampleDepth::Short) {
-                    reinterpret_cast<std::uint16_t*>(picture->Row(y))[at] =
-                        static_cast<std::uint16_t>(value * 65535 + 0.5);
-                } else {
-                    reinterpret_cast<float*>(picture->Row(y))[at] = static_cast<float>(value);
-                }
-            }
-        }
-    }
-    return picture;
-}
-
-inline bool SamePixels(const Picture& a, const Picture& b) {
-    if (a.Width() != b.Width() || a.Height() != b.Height() || a.Depth() != b.Depth()) {
-        return false;
-    }
-    const std::size_t bytes = static_cast<std::size_t>(a.Width() * 4 * BytesPerSample(a.Depth()));
-    for (int y = 0; y < a.Height(); ++y) {
-        if (std::memcmp(a.Row(y), b.Row(y), bytes) != 0) {
-            return false;
-        }
-    }
-    return true;
+    return MakePicture(width, height, depth, [phase](int x, int y, int c) {
+        return c == 3 ? 1.0 : 0.5 + 0.2 * std::sin(0.13 * x + 0.07 * y * (c + 1) + phase + c);
+    });
 }
 
 inline VideoOutput OutputOf(const std::filesystem::path& path, AVPixelFormat format, int width, int height,

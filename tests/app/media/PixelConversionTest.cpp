@@ -17,21 +17,19 @@ TEST_P(DirectFormat, PassesWithoutLoss) {
     const int width = 37, height = 5;
     PixelConverter converter(format, width, height, {});
     const FramePointer samples = NewSamples(format, width, height);
-    converter.FromPicture(*RandomPicture(width, height, depth, 7), *samples);
+    const PicturePointer picture = RandomPicture(width, height, depth, 7);
+    converter.FromPicture(*picture, *samples);
     const PicturePointer first = converter.ToPicture(*samples, depth);
+    if (format == AV_PIX_FMT_RGBA || format == AV_PIX_FMT_BGRA64LE || format == AV_PIX_FMT_GBRAPF32LE) {
+        EXPECT_TRUE(SamePixels(*first, *picture));
+    }
     const FramePointer again = NewSamples(format, width, height);
     converter.FromPicture(*first, *again);
     EXPECT_TRUE(SamePixels(*first, *converter.ToPicture(*again, depth)));
     EXPECT_TRUE(SameSamples(*samples, *again));
 
     auto white = std::make_shared<Picture>(width, height, depth);
-    for (int channel = 0; channel < 4; ++channel) {
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                std::memset(white->Row(y), 0xff, white->RowBytes());
-            }
-        }
-    }
+    std::memset(white->Row(0), 0xff, white->Bytes());
     if (depth != SampleDepth::Float) {
         converter.FromPicture(*white, *samples);
         EXPECT_TRUE(SamePixels(*white, *converter.ToPicture(*samples, depth)));
@@ -50,16 +48,6 @@ INSTANTIATE_TEST_SUITE_P(All, DirectFormat,
                                          AV_PIX_FMT_YA16LE, AV_PIX_FMT_GBRPF32LE, AV_PIX_FMT_GBRAPF32LE,
                                          AV_PIX_FMT_GBRAPF32BE, AV_PIX_FMT_GRAYF32LE),
                          [](const auto& row) { return std::string(av_get_pix_fmt_name(row.param)); });
-
-TEST(PixelConversion, FullRangeFormatsKeepEveryPictureValue) {
-    for (const AVPixelFormat format : {AV_PIX_FMT_RGBA, AV_PIX_FMT_GBRAP16LE, AV_PIX_FMT_GBRAPF32LE}) {
-        PixelConverter converter(format, 19, 3, {});
-        const FramePointer samples = NewSamples(format, 19, 3);
-        const PicturePointer picture = RandomPicture(19, 3, DepthOf(format), 1);
-        converter.FromPicture(*picture, *samples);
-        EXPECT_TRUE(SamePixels(*picture, *converter.ToPicture(*samples, picture->Depth())));
-    }
-}
 
 TEST(PixelConversion, PaletteAndMissingAlphaAreUnderstood) {
     const FramePointer samples = NewSamples(AV_PIX_FMT_PAL8, 2, 1);

@@ -389,21 +389,6 @@ TEST(VideoFiles, AnOutputAppearsOnlyWhenItIsWhole) {
               MediaFailure::Codec);
 }
 
-TEST(VideoFiles, TinyPicturesMakeClips) {
-    const TemporaryFolder folder;
-    for (const auto& [width, height] : {std::pair(1, 1), {3, 2}, {17, 5}}) {
-        for (const char* name : {"a.mp4", "a.mkv"}) {
-            VideoOutput output = OutputOf(folder / name, AV_PIX_FMT_YUV420P, width, height, 3);
-            output.overwrite = true;
-            WriteRandomClip(output);
-            const auto reader = OpenVideo(output.path);
-            EXPECT_EQ(reader->Info().width, width);
-            EXPECT_EQ(reader->Info().height, height);
-            EXPECT_EQ(ReadAll(*reader).size(), 3u);
-        }
-    }
-}
-
 std::filesystem::path Footage(const char* name) {
     return std::filesystem::path(STEADYLUX_FOOTAGE) / name;
 }
@@ -417,19 +402,6 @@ TEST(RealFootage, BreaksAndRotationAreSeen) {
     const auto turned = OpenVideo(Footage("video_90.mov"));
     ASSERT_TRUE(turned->Info().rotation);
     EXPECT_TRUE(OrientationOf(*turned->Info().rotation).swapAxes);
-}
-
-TEST(RealFootage, AnyStartGivesTheFramesOfAWholeDecode) {
-    if (!std::filesystem::exists(Footage("carphone_pristine.mp4"))) {
-        GTEST_SKIP() << "no footage beside the project";
-    }
-    const auto reader = OpenVideo(Footage("carphone_pristine.mp4"));
-    const std::vector<VideoFrame> all = ReadAll(*reader);
-    ASSERT_EQ(static_cast<std::int64_t>(all.size()), reader->Info().frameCount);
-    for (const std::size_t start : {std::size_t{100}, std::size_t{60}, all.size() - 1}) {
-        reader->Start(static_cast<std::int64_t>(start));
-        EXPECT_TRUE(SameSamples(*reader->Next()->samples, *all[start].samples)) << start;
-    }
 }
 
 }  // namespace

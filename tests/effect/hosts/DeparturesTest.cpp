@@ -86,7 +86,7 @@ TEST_P(InvisibleDeparture, GivesTheSameBytes) {
     HostProfile profile;
     GetParam().make(profile);
     for (const SampleDepth depth : allDepths) {
-        EXPECT_TRUE(SameBytes(*RenderUnder({}, depth), *RenderUnder(profile, depth)))
+        EXPECT_TRUE(SamePixels(*RenderUnder({}, depth), *RenderUnder(profile, depth)))
             << static_cast<int>(depth);
     }
 }
@@ -124,7 +124,7 @@ TEST(WindowsTest, TheyTileAFrame) {
                 << row.preset << " " << static_cast<int>(depth);
             profile.cutImages = true;
             profile.rows = HostProfile::Rows::Upwards;
-            EXPECT_TRUE(SameBytes(*tiled, *RenderUnder(profile, depth, edit, SceneKind::Moving)))
+            EXPECT_TRUE(SamePixels(*tiled, *RenderUnder(profile, depth, edit, SceneKind::Moving)))
                 << "more than was asked for must not show: " << row.preset;
         }
     }

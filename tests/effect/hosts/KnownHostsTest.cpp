@@ -91,8 +91,8 @@ TEST_P(KnownHostTest, ThreadsDoNotDisturbEachOther) {
             const auto own = number % 2 ? Make(Load()) : nullptr;
             const std::vector<PicturePointer> mine = RenderScene(own ? *own : *shared, frames);
             for (int frame = 0; frame < frames; ++frame) {
-                wrong += !SameBytes(*mine[static_cast<std::size_t>(frame)],
-                                    *expected[static_cast<std::size_t>(frame)]);
+                wrong += !SamePixels(*mine[static_cast<std::size_t>(frame)],
+                                     *expected[static_cast<std::size_t>(frame)]);
             }
         });
     }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace TQ::App {
 namespace {
@@ -15,51 +14,11 @@ double SceneValue(SceneKind kind, int frame, int x, int y, int c) {
            (1.0 + 0.02 * std::sin(2.3 * frame) + 0.02 * std::sin(0.35 * y + 2.1 * frame));
 }
 
-template <typename Sample>
-Sample Stored(double value, double white) {
-    return white == 1 ? static_cast<Sample>(value) : static_cast<Sample>(std::lround(value * white));
-}
-
-template <typename Sample>
-void Fill(Picture& picture, SceneKind kind, int frame, double white) {
-    for (int y = 0; y < picture.Height(); ++y) {
-        auto* sample = reinterpret_cast<Sample*>(picture.Row(y));
-        for (int x = 0; x < picture.Width(); ++x) {
-            for (int c = 0; c < 4; ++c) {
-                *sample++ = Stored<Sample>(c == 3 ? 1.0 : SceneValue(kind, frame, x, y, c), white);
-            }
-        }
-    }
-}
-
-template <typename Sample>
-void Append(std::vector<double>& colours, const Picture& picture, double white) {
-    for (int y = 0; y < picture.Height(); ++y) {
-        const auto* sample = reinterpret_cast<const Sample*>(picture.Row(y));
-        for (int i = 0; i < 4 * picture.Width(); ++i) {
-            if (i % 4 != 3) {
-                colours.push_back(sample[i] / white);
-            }
-        }
-    }
-}
-
 }  // namespace
 
 ConstPicturePointer SceneFrame(int frame, SampleDepth depth, SceneKind kind) {
-    auto picture = std::make_shared<Picture>(sceneWidth, sceneHeight, depth);
-    switch (depth) {
-        case SampleDepth::Byte:
-            Fill<std::uint8_t>(*picture, kind, frame, 255);
-            break;
-        case SampleDepth::Short:
-            Fill<std::uint16_t>(*picture, kind, frame, 65535);
-            break;
-        case SampleDepth::Float:
-            Fill<float>(*picture, kind, frame, 1);
-            break;
-    }
-    return picture;
+    return MakePicture(sceneWidth, sceneHeight, depth,
+                       [=](int x, int y, int c) { return c == 3 ? 1.0 : SceneValue(kind, frame, x, y, c); });
 }
 
 ClipFormat SceneFormat(SampleDepth depth) {
@@ -73,27 +32,12 @@ ClipFormat SceneFormat(SampleDepth depth) {
 
 std::vector<double> Colours(const Picture& picture) {
     std::vector<double> colours;
-    switch (picture.Depth()) {
-        case SampleDepth::Byte:
-            Append<std::uint8_t>(colours, picture, 255);
-            break;
-        case SampleDepth::Short:
-            Append<std::uint16_t>(colours, picture, 65535);
-            break;
-        case SampleDepth::Float:
-            Append<float>(colours, picture, 1);
-            break;
-    }
+    ForSamples(picture, [&](int, int, int c, auto sample) {
+        if (c != 3) {
+            colours.push_back(sample / WhiteOf(picture.Depth()));
+        }
+    });
     return colours;
-}
-
-bool SameBytes(const Picture& a, const Picture& b) {
-    bool same = a.Width() == b.Width() && a.Height() == b.Height() && a.Depth() == b.Depth();
-    const auto bytes = static_cast<std::size_t>(a.Width() * 4 * BytesPerSample(a.Depth()));
-    for (int y = 0; same && y < a.Height(); ++y) {
-        same = std::memcmp(a.Row(y), b.Row(y), bytes) == 0;
-    }
-    return same;
 }
 
 double LargestDifference(const Picture& a, const Picture& b) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "app/PictureTesting.h"
 #include "app/host/Effect.h"
 
 namespace TQ::App {
@@ -22,8 +23,6 @@ ClipFormat SceneFormat(SampleDepth depth);
 
 /// The colours of a picture, white being 1; row by row from the top, three per pixel.
 std::vector<double> Colours(const Picture& picture);
-/// Same size, depth and pixels.
-bool SameBytes(const Picture& a, const Picture& b);
 /// The largest difference of two colours, white being 1.
 double LargestDifference(const Picture& a, const Picture& b);
 /// How much a pixel changes from one frame to the next, on average over pixels and frames.

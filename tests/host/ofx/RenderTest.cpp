@@ -393,13 +393,4 @@ TEST_F(RenderThreadsTest, ProgressIsShownAndMayBeRefused) {
     EXPECT_EQ(fake.progressEnds, 3);
 }
 
-TEST_F(RenderThreadsTest, QueriesHaveNoProgress) {
-    Purge([](Ofx::Host& effect) {
-        Ofx::ConstHostWrapper host(effect);
-        EXPECT_THROW(host.GetProgressState(), TQ::Exception);
-        host.CheckAbort(false);
-        EXPECT_EQ(host.GetThreadCount(), 1);
-    });
-}
-
 }  // namespace Test

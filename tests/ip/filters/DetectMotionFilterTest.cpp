@@ -55,19 +55,6 @@ TEST_P(Detect, IsTheMeanSimilarityAroundEachPixel) {
     }
 }
 
-TEST_P(Detect, IsExactlyOneForEqualPicturesAndZeroForDifferentOnes) {
-    FilterBench bench(GetParam());
-    const Bounds area{0, 0, 40, 9};
-    const auto picture = [&](double blue) {
-        return bench.Leaf(area, [blue](int x, int y, int c) { return c == 2 ? blue : Noise(x, y, c); });
-    };
-    const auto equal = std::make_shared<DetectMotionFilter>(picture(0.5), picture(0.5), limit, 1.0F, false);
-    const auto different =
-        std::make_shared<DetectMotionFilter>(picture(0.5), picture(0.75), limit, 1.0F, false);
-    EXPECT_EQ(bench.Error(bench.Render(equal, area), [](int, int, int) { return 1.0; }), 0.0);
-    EXPECT_EQ(bench.Error(bench.Render(different, area), [](int, int, int) { return 0.0; }), 0.0);
-}
-
 TEST(DetectMotionFilter, AsksNoMoreOfAnInputThanItHas) {
     const auto a = std::make_shared<IP::FilterLayer>(Bounds{0, 0, 100, 50});
     const auto b = std::make_shared<IP::FilterLayer>(Bounds{-10, -10, 60, 60});

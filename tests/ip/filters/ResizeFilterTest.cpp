@@ -72,14 +72,6 @@ TEST_P(ResizeFormats, FollowsTheCubic) {
 INSTANTIATE_TEST_SUITE_P(, ResizeFormats,
                          testing::Values(byteFormat, shortFormat, short32768Format, floatFormat), FormatName);
 
-TEST(ResizeFilter, KeepsAConstantExactlyInIntegers) {
-    FilterBench bench(byteFormat);
-    const FilterHandle picture =
-        bench.Leaf({0, 0, 37, 23}, [](int, int, int channel) { return (40 + channel) / 255.0; });
-    const LayerHandle result = bench.Render(Resize(picture, {0, 0, 18, 60}), {0, 0, 18, 60});
-    EXPECT_LT(bench.Error(result, [](int, int, int channel) { return (40 + channel) / 255.0; }), 1e-9);
-}
-
 TEST(ResizeFilter, PartsEqualCropsOfTheWholeOnAnyThreadCount) {
     const Bounds whole{3, -2, 40, 27};
     FilterBench bench(byteFormat);
@@ -109,14 +101,6 @@ TEST(ResizeFilter, AsksForTheRowsThatTheTapsOfXReach) {
     const FilterHandle resize = Resize(picture, {0, 0, 11, 101});
     EXPECT_EQ(resize->GetInputRegion({4, 50, 6, 52}, 0), (Bounds{120, 248, 170, 289}));
     EXPECT_EQ(resize->GetInputRegion({0, 0, 1, 1}, 0), (Bounds{100, 200, 120, 238}));
-}
-
-TEST(ResizeFilter, RefusesWhatCannotBeASize) {
-    FilterBench bench(byteFormat);
-    const FilterHandle picture = bench.Leaf({0, 0, 8, 6}, Wave);
-    EXPECT_THROW(Resize(picture, {0, 0, 0, 4}), Exception);
-    EXPECT_THROW(Resize(picture, IP::infiniteBounds), Exception);
-    EXPECT_THROW(Resize(nullptr, {0, 0, 4, 4}), Exception);
 }
 
 }  // namespace TQ::Test

@@ -13,15 +13,6 @@ using Solid = EveryFormat;
 INSTANTIATE_TEST_SUITE_P(Formats, Solid,
                          testing::Values(byteFormat, shortFormat, short32768Format, floatFormat), FormatName);
 
-TEST_P(Solid, FillsWithItsColour) {
-    FilterBench bench(GetParam());
-    const double color[] = {1.0, 0.25, 0.75, 1.0};
-    const LayerHandle picture = bench.Render(std::make_shared<SolidFilter>(1.0F, 0.25F, 0.75F), area);
-    const double truncation = GetParam().bits == 32 ? 0 : 1.01 / GetParam().white;
-    EXPECT_LE(bench.Error(picture, [&](int, int, int channel) { return color[channel]; }), truncation);
-    EXPECT_EQ(bench.At(picture, 0, 0, 3), 1.0);
-}
-
 TEST_P(Solid, BecomesARampWhenItsColoursDiffer) {
     FilterBench bench(GetParam());
     const auto ramp = std::make_shared<SolidFilter>(0.0F, 0.0F, 0.0F);

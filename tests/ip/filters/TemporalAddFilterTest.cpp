@@ -93,22 +93,6 @@ TEST_P(MaskedAdd, FusesWithDetectMotionAndGivesTheSamePixels) {
     EXPECT_LE(bench.Error(fusedSum, unfusedSum), 2e-6);
 }
 
-TEST_P(MaskedAdd, DropsTheSumWhereTheFrameDiffers) {
-    FilterBench bench(byteFormat);
-    const MaskedStep step(bench, GetParam());
-    const LayerHandle sum = bench.Render(step.next, area, 32);
-    const int reach = 2;
-    for (int x = area.x1; x < area.x2; ++x) {
-        const double weight = bench.At(sum, x, 12, 3);
-        if (x >= MaskedStep::edge + reach) {
-            EXPECT_FLOAT_EQ(weight, MaskedStep::frameWeight) << x;
-            EXPECT_NEAR(bench.At(sum, x, 12, 0) / weight, 0.825, 0.03) << x;
-        } else if (x < MaskedStep::edge - reach) {
-            EXPECT_GT(weight, MaskedStep::frameWeight + 0.4 * MaskedStep::sumWeight) << x;
-        }
-    }
-}
-
 TEST(TemporalAddFilter, StaysUnfusedWhenTheMaskComparesSomethingElse) {
     FilterBench bench(floatFormat);
     const MaskedStep step(bench, false);
@@ -120,24 +104,6 @@ TEST(TemporalAddFilter, StaysUnfusedWhenTheMaskComparesSomethingElse) {
     // Two sums: their mask gates the second alone, and there is no frame to add.
     const auto halves = std::make_shared<TemporalAddFilter>(step.current, step.sum, step.mask, 1.0F, false);
     EXPECT_EQ(OptimizedGraph(halves).Sink(), halves);
-}
-
-TEST(TemporalAddFilter, MergesTwoSumsByTheAlphaOfTheMask) {
-    FilterBench bench(shortFormat);
-    const LayerHandle frame =
-        bench.Picture(area, [](int x, int y, int channel) { return Noise(x, y, channel, 1); });
-    const LayerHandle mask =
-        bench.Picture(area, [](int x, int y, int channel) { return Noise(x, y, channel, 2); });
-    const auto first = std::make_shared<TemporalAddFilter>(FilterBench::Leaf(frame), 0.5F);
-    const auto second = std::make_shared<TemporalAddFilter>(FilterBench::Leaf(frame), 2.0F);
-    const auto both =
-        std::make_shared<TemporalAddFilter>(first, second, FilterBench::Leaf(mask), 0.25F, false);
-    const auto expected = [&](int x, int y, int channel) {
-        const double alpha = bench.At(frame, x, y, 3);
-        const double value = channel == 3 ? alpha : bench.At(frame, x, y, channel) * alpha;
-        return value * (0.5 * 0.25 + 2.0 * bench.At(mask, x, y, 3));
-    };
-    EXPECT_LE(bench.Error(bench.Render(both, area, 32), expected), 1e-6);
 }
 
 TEST(TemporalAddFilter, TakesAGeneratorAsMask) {
