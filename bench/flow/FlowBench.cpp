@@ -54,12 +54,12 @@ cv::Ptr<cv::DISOpticalFlow> OpenCvFlow() {
 /// Our filter over a pair, ready to run.
 class OwnFlow {
   public:
-    explicit OwnFlow(const Bench::SyntheticPair& pair, std::int32_t bandRows = IP::DISFilter::defaultBandRows)
+    explicit OwnFlow(const Bench::SyntheticPair& pair, std::int32_t bands = IP::DISFilter::defaultBands)
         : _reference(LayerOf(host, pair.reference)), _moved(LayerOf(host, pair.moved)), output(host) {
         _filter = std::make_shared<IP::DISFilter>(std::make_shared<IP::FilterLayer>(_reference.get()),
                                                   std::make_shared<IP::FilterLayer>(_moved.get()),
                                                   IP::MakeDISSettings(0, 0));
-        _filter->bandRows = bandRows;
+        _filter->bands = bands;
         output.Allocate(frame, 32, 4);
     }
     void Run() { _filter->RunHost(host, output, {_reference.get(), _moved.get()}); }
@@ -112,7 +112,7 @@ void PrintErrors() {
         const Bench::SyntheticPair pair = Bench::MakePair(motion, width, height);
         EndpointErrors own[2];
         for (int i = 0; i < 2; ++i) {
-            OwnFlow flow(pair, i == 0 ? IP::DISFilter::defaultBandRows : INT32_MAX);
+            OwnFlow flow(pair, i == 0 ? IP::DISFilter::defaultBands : 1);
             flow.Run();
             own[i] = MeasureErrors(pair, [&](int x, int y) {
                 return reinterpret_cast<const float*>(flow.output.PixelAddress(x, y));

@@ -70,7 +70,7 @@ DISFilter::DISFilter(std::shared_ptr<FilterBase> reference, std::shared_ptr<Filt
 
 bool DISFilter::IsEqual(const FilterBase& other) const {
     const auto* same = dynamic_cast<const DISFilter*>(&other);
-    return same != nullptr && IsSameType(other) && _settings == same->_settings && bandRows == same->bandRows;
+    return same != nullptr && IsSameType(other) && _settings == same->_settings && bands == same->bands;
 }
 
 DISLevels DISFilter::LevelsOf(const Bounds& frame) const {
@@ -145,7 +145,7 @@ void DISFilter::RunHost(Host& runHost, Layer& target, const std::vector<Layer*>&
     if (!stages.locked) {
         stages = {0, static_cast<std::uint64_t>(ProgressSteps()), 1, false};
     }
-    DISFlow(runHost, levels, _settings.patchStride, _settings.gradientDescentIterations, bandRows)
+    DISFlow(runHost, levels, _settings.patchStride, _settings.gradientDescentIterations, bands)
         .Run(target, frame, *pyramids[0], *pyramids[1]);
 }
 

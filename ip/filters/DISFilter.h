@@ -36,11 +36,14 @@ class DISFilter : public Filter {
     DISFilter(std::shared_ptr<FilterBase> reference, std::shared_ptr<FilterBase> moved,
               const DISSettings& settings);
 
-    /// Patches inherit displacements from the patch above only inside a band of about this many patch rows;
-    /// bands are what threads work on. INT32_MAX makes it one band. Never depends on the thread count, so the
-    /// result does not.
-    static constexpr std::int32_t defaultBandRows = 11;
-    std::int32_t bandRows = defaultBandRows;
+    /// The patch rows of each level are cut into this many bands, or one for each row where there are fewer:
+    /// what threads work on. Patches inherit displacements from the patch above only inside a band. Never
+    /// depends on the thread count, so the result does not.
+    ///
+    /// Many bands are also good for what leaves the picture: with one-row bands at the coarse levels, the
+    /// wrong displacements of the rim spread less.
+    static constexpr std::int32_t defaultBands = 32;
+    std::int32_t bands = defaultBands;
 
     const DISSettings& Settings() const { return _settings; }
 

@@ -49,12 +49,12 @@ std::int64_t PatchesOf(const DISLevels& levels) {
 }  // namespace
 
 DISFlow::DISFlow(Host& host, const DISLevels& levels, std::int32_t patchStride, std::int32_t iterations,
-                 std::int32_t bandRows)
+                 std::int32_t bands)
     : _host(host),
       _levels(levels),
       _stride(patchStride),
       _iterations(iterations),
-      _bandRows(bandRows),
+      _bands(bands),
       _kernels(BestFlowKernels()),
       _pixels(PixelsOf(levels, levels.Finest())),
       _patches(PatchesOf(levels)),
@@ -152,19 +152,31 @@ void DISFlow::Prepare(const FlowLevel& level) {
     EndStages(4);
 }
 
+void DISFlow::SearchBands(const FlowLevel& level, const RowParts& bands, RowRange group, bool forward) {
+    const RowRange first = bands.At(group.begin);
+    // Bands differ in length by one row at most.
+    for (int step = 0; step <= first.end - first.begin; ++step) {
+        _host.CheckAbort(true);
+        int rows[flowRowsTogether];
+        int count = 0;
+        for (int band = group.begin; band < group.end; ++band) {
+            const RowRange range = bands.At(band);
+            if (step < range.end - range.begin) {
+                rows[count++] = forward ? range.begin + step : range.end - 1 - step;
+            }
+        }
+        _kernels.searchRows(level, rows, count, forward, step > 0, _iterations / 2);
+    }
+}
+
 void DISFlow::Search(const FlowLevel& level) {
-    const RowParts bands(level.rows, _bandRows);
-    const int iterations = _iterations / 2;
-    ForParts(_host, bands.Count(), [&](int part, int /*slot*/) {
-        const RowRange rows = bands.At(part);
-        for (int row = rows.begin; row < rows.end; ++row) {
-            _host.CheckAbort(true);
-            _kernels.searchRow(level, row, true, row > rows.begin, iterations);
-        }
-        for (int row = rows.end - 1; row >= rows.begin; --row) {
-            _host.CheckAbort(true);
-            _kernels.searchRow(level, row, false, row < rows.end - 1, iterations);
-        }
+    const RowParts bands = RowParts::InParts(level.rows, std::min(_bands, level.rows));
+    const int groups = (bands.Count() + flowRowsTogether - 1) / flowRowsTogether;
+    ForParts(_host, groups, [&](int part, int /*slot*/) {
+        const int begin = part * flowRowsTogether;
+        const RowRange group{begin, std::min(begin + flowRowsTogether, bands.Count())};
+        SearchBands(level, bands, group, true);
+        SearchBands(level, bands, group, false);
     });
     EndStages(1);
 }

@@ -4,6 +4,7 @@
 
 #include "ip/Host.h"
 #include "ip/filters/DISLevels.h"
+#include "ip/filters/DISParts.h"
 #include "ip/kernels/FlowKernels.h"
 
 namespace TQ::IP {
@@ -12,9 +13,9 @@ namespace TQ::IP {
 /// stage is spread over the host's threads and ends before the next begins.
 class DISFlow {
   public:
-    /// `iterations` of both scans together. `bandRows`: see DISFilter.
+    /// `iterations` of both scans together. `bands`: see DISFilter.
     DISFlow(Host& host, const DISLevels& levels, std::int32_t patchStride, std::int32_t iterations,
-            std::int32_t bandRows);
+            std::int32_t bands);
 
     /// Bytes of all buffers, for one thread.
     static std::uint64_t MemoryNeeded(const DISLevels& levels, std::int32_t patchStride);
@@ -36,6 +37,8 @@ class DISFlow {
     Plane PlaneOf(std::int32_t index) const;
     void Prepare(const FlowLevel& level);
     void Search(const FlowLevel& level);
+    /// One scan of a few bands side by side.
+    void SearchBands(const FlowLevel& level, const RowParts& bands, RowRange group, bool forward);
     void Densify(const FlowLevel& level);
     void Enlarge(const Plane& source, const Plane& target);
     void Store(const Plane& source, Layer& output, const Bounds& frame);
@@ -48,7 +51,7 @@ class DISFlow {
     DISLevels _levels;
     std::int32_t _stride;
     std::int32_t _iterations;
-    std::int32_t _bandRows;
+    std::int32_t _bands;
     const FlowKernels& _kernels;
     std::int64_t _pixels;  ///< of the finest level, the others need less
     std::int64_t _patches;

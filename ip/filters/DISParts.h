@@ -46,6 +46,11 @@ struct RowRange {
 class RowParts {
   public:
     RowParts(int rows, int rowsPerPart) : _rows(rows), _parts(std::max(rows / rowsPerPart, 1)) {}
+    static RowParts InParts(int rows, int parts) {
+        RowParts cut(rows, 1);
+        cut._parts = parts;
+        return cut;
+    }
     int Count() const { return _parts; }
     RowRange At(int part) const {
         const auto cut = [&](int i) {

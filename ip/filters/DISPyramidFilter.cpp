@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "ip/filters/DISHalving.h"
 #include "ip/filters/DISParts.h"
 #include "ip/filters/ResizeFilter.h"
 #include "ip/records/Exception.h"
@@ -53,11 +54,6 @@ std::int32_t LevelRow(const DISLevels& levels, std::int32_t level) {
     return row;
 }
 
-void RepeatEnds(std::int16_t* row, std::int32_t width) {
-    std::fill(row - flowBorder, row, row[0]);
-    std::fill(row + width, row + width + flowBorder, row[width - 1]);
-}
-
 /// Copies a finished row, border included, to `count` rows at a distance of `pitch`.
 void RepeatRow(std::int16_t* row, std::int32_t width, std::int64_t pitch) {
     std::int16_t* source = row - flowBorder;
@@ -67,12 +63,17 @@ void RepeatRow(std::int16_t* row, std::int32_t width, std::int64_t pitch) {
     }
 }
 
-void BuildGrey(Host& host, const DISGreyPlane& plane, const Layer& picture) {
-    const FormatRow format = FormatRowOf(picture);
+GreyParameters GreyOf(const FormatRow& format) {
     GreyParameters parameters{{format.red, format.green, format.blue}, {}, format.white};
     for (int i = 0; i < 3; ++i) {
         parameters.weight[i] = greyWeights[i] / format.white;
     }
+    return parameters;
+}
+
+void BuildGrey(Host& host, const DISGreyPlane& plane, const Layer& picture) {
+    const FormatRow format = FormatRowOf(picture);
+    const GreyParameters parameters = GreyOf(format);
     const auto greyRow = BestFlowKernels().greyRow[static_cast<int>(format.storage)];
     const Bounds bounds = picture.Bounds();
     const int width = Width(bounds);
@@ -81,15 +82,9 @@ void BuildGrey(Host& host, const DISGreyPlane& plane, const Layer& picture) {
     ForParts(host, parts.Count(), [&](int part, int /*slot*/) {
         const RowRange rows = parts.At(part);
         for (int y = rows.begin; y < rows.end; ++y) {
-            std::int16_t* target = plane.pixels + y * plane.pitch;
-            greyRow(target, picture.PixelAddress(bounds.x1, bounds.y1 + y), width, parameters);
-            RepeatEnds(target, width);
-            if (y == 0) {
-                RepeatRow(target, width, -plane.pitch);
-            }
-            if (y == height - 1) {
-                RepeatRow(target, width, plane.pitch);
-            }
+            greyRow(plane.pixels + y * plane.pitch, picture.PixelAddress(bounds.x1, bounds.y1 + y), width,
+                    parameters);
+            FinishGreyRow(plane, y, width, height);
         }
     });
 }
@@ -124,15 +119,31 @@ DISGreyPlane DISPyramidLevel(const Layer& pyramid, const DISLevels& levels, std:
     return {first + flowBorder * pitch + flowBorder, pitch};
 }
 
+void FinishGreyRow(const DISGreyPlane& plane, std::int32_t y, std::int32_t width, std::int32_t height) {
+    std::int16_t* row = plane.pixels + y * plane.pitch;
+    std::fill(row - flowBorder, row, row[0]);
+    std::fill(row + width, row + width + flowBorder, row[width - 1]);
+    if (y == 0) {
+        RepeatRow(row, width, -plane.pitch);
+    }
+    if (y == height - 1) {
+        RepeatRow(row, width, plane.pitch);
+    }
+}
+
 void BuildDISPyramid(Host& host, Layer& pyramid, const Layer& picture, const Bounds& frame,
                      const DISLevels& levels) {
-    FormatRowOf(picture);
+    const FormatRow format = FormatRowOf(picture);
     auto current = std::make_shared<Layer>(host);
     current->ShareRegion(picture, frame);
-    for (std::int32_t level = 0; level <= levels.Coarsest(); ++level) {
-        if (level > 0) {
-            current = Halve(host, *current, levels.At(level));
-        }
+    if (levels.Finest() == 0) {
+        BuildGrey(host, DISPyramidLevel(pyramid, levels, 0), *current);
+    }
+    if (DISHalving(host, *current, levels, format.storage, GreyOf(format)).Run(pyramid)) {
+        return;
+    }
+    for (std::int32_t level = 1; level <= levels.Coarsest(); ++level) {
+        current = Halve(host, *current, levels.At(level));
         if (level >= levels.Finest()) {
             BuildGrey(host, DISPyramidLevel(pyramid, levels, level), *current);
         }

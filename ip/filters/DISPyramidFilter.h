@@ -50,5 +50,7 @@ struct DISGreyPlane {
     std::int64_t pitch;  ///< in grey values
 };
 DISGreyPlane DISPyramidLevel(const Layer& pyramid, const DISLevels& levels, std::int32_t level);
+/// Repeats the ends of a finished row in the border, and the first and the last row above and below.
+void FinishGreyRow(const DISGreyPlane& plane, std::int32_t y, std::int32_t width, std::int32_t height);
 
 }  // namespace TQ::IP

@@ -8,10 +8,27 @@ namespace TQ::IP {
 
 /// Side of a patch, in pixels.
 constexpr int flowPatchSize = 8;
+/// Patch rows that are searched in turn on one thread, so that they hide each other's waiting.
+constexpr int flowRowsTogether = 2;
 /// Pixels that repeat the edge around every grey plane of the flow.
 constexpr int flowBorder = 16;
 /// Grey planes hold grey values 0..255 times this, so that interpolated values keep a fraction in 16 bits.
 constexpr int flowGreyScale = 128;
+
+/// Grey pictures that are still to be reduced hold grey values times 2^fineGreyBits, so that values are
+/// rounded to whole grey levels once, not at every reduction.
+constexpr int fineGreyBits = 6;
+/// Grey of white is a little above 255; see GreyParameters.
+constexpr int fineGreyWhite = 258 << fineGreyBits;
+
+/// A pixel of a picture of half the size is a sum over this many pixels along each axis.
+constexpr int halvingTaps = 8;
+/// The first of them, told from pixel 2 x: that many pixels before it.
+constexpr int halvingReach = 3;
+/// Times 2^15, with a sum of 2^15.
+struct HalvingWeights {
+    std::int16_t tap[halvingTaps];
+};
 
 /// How one row of pixels is stored: the index of a kernel in its table.
 enum class SampleStorage : int { Byte, Short, Float };
@@ -67,13 +84,26 @@ struct FlowKernels {
     /// One row of grey values, times flowGreyScale.
     void (*greyRow[sampleStorageCount])(std::int16_t* target, const unsigned char* source, int width,
                                         const GreyParameters& parameters);
+    /// One row of fine grey values, not clamped to 255. Returns whether no channel was outside 0..white.
+    bool (*fineGreyRow[sampleStorageCount])(std::int16_t* target, const unsigned char* source, int width,
+                                            const GreyParameters& parameters);
+    /// Two rows of fine grey reduced to `width` columns: the upper one in the low halves of the target, the
+    /// lower one in the high halves. The rows are read from -halvingReach to 2 * width + halvingReach - 1.
+    void (*halveColumns)(std::int32_t* target, const std::int16_t* above, const std::int16_t* below,
+                         int width, const HalvingWeights& weights);
+    /// One row of a picture of half the size, from four row pairs of halveColumns: its fine grey, and its
+    /// grey as greyRow gives it.
+    void (*halveRows)(std::int16_t* fine, std::int16_t* grey, const std::int32_t* const* pairs, int width,
+                      const HalvingWeights& weights);
     /// Row `y` of both gradients.
     void (*sobelRow)(const FlowLevel& level, int y);
     /// The five sums of the patches of one patch row.
     void (*structureRow)(const FlowLevel& level, int row);
-    /// One patch row of a scan: the displacements of its patches. The first scan starts from the dense flow;
-    /// the second goes backward. `fromNeighbourRow`: also tries what the patch row walked before has found.
-    void (*searchRow)(const FlowLevel& level, int row, bool forward, bool fromNeighbourRow, int iterations);
+    /// Patch rows of a scan that do not depend on each other: the displacements of their patches. The first
+    /// scan starts from the dense flow; the second goes backward. `fromNeighbourRow`: also tries what the
+    /// patch row walked before has found. flowRowsTogether rows at once are fastest.
+    void (*searchRows)(const FlowLevel& level, const int* rows, int count, bool forward,
+                       bool fromNeighbourRow, int iterations);
     /// The dense flow of rows y1..y2 - 1 out of the displacements of the patches; scratch of DensifyScratch
     /// floats.
     void (*densifyRows)(const FlowLevel& level, int y1, int y2, float* scratch);

@@ -3,6 +3,7 @@
 // The flow and resize kernels of one level. Included by the level files only; see Vector.h.
 
 #include "ip/kernels/FlowDenseKernels.h"
+#include "ip/kernels/FlowHalveKernels.h"
 #include "ip/kernels/FlowLevels.h"
 #include "ip/kernels/FlowPlaneKernels.h"
 #include "ip/kernels/FlowSearchKernel.h"
@@ -12,9 +13,12 @@ namespace TQ::IP::TQ_LEVEL {
 
 constinit const FlowKernels flowKernels = {
     {GreyRow<ByteSamples>, GreyRow<ShortSamples>, GreyRow<FloatSamples>},
+    {FineGreyRow<ByteSamples>, FineGreyRow<ShortSamples>, FineGreyRow<FloatSamples>},
+    HalveColumns,
+    HalveRows,
     SobelRow,
     StructureRow,
-    SearchRow,
+    SearchRows,
     DensifyRows,
     EnlargeRow,
     StoreFlow,

@@ -51,7 +51,57 @@ class PatchSearch {
           _index(static_cast<std::int64_t>(row) * level.columns + column),
           _reachX(ReachOf(_x, lowestPosition, level.width)),
           _reachY(ReachOf(_y, lowestPosition, level.height)),
-          _patch(LoadPatch(level, _x, _y)) {}
+          _patch(LoadPatch(level, _x, _y)),
+          _best(Try(level.patchU[_index], level.patchV[_index])) {}
+
+    /// Takes over the displacement of a patch `offset` away when it is better.
+    TQ_INLINE void TryNeighbour(std::int64_t offset) {
+        // Chosen by index, not by a jump: which one is better cannot be predicted.
+        const Trial trials[2] = {_best, Try(_level.patchU[_index + offset], _level.patchV[_index + offset])};
+        _best = trials[static_cast<int>(trials[1].cost < trials[0].cost)];
+    }
+
+    TQ_INLINE void BeginDescent() {
+        constexpr float smallestDeterminant = 0.0001F;
+        constexpr float unit = 1.0F / (pixels * differenceScale);
+        const std::int64_t xx = _level.sumXX[_index];
+        const std::int64_t yy = _level.sumYY[_index];
+        const std::int64_t xy = _level.sumXY[_index];
+        const std::int64_t determinant = xx * yy - xy * xy;
+        const float scale = unit / (determinant == 0 ? smallestDeterminant : static_cast<float>(determinant));
+        _inverseXX = static_cast<float>(yy) * scale;
+        _inverseXY = -static_cast<float>(xy) * scale;
+        _inverseYY = static_cast<float>(xx) * scale;
+        _u = _best.u;
+        _v = _best.v;
+    }
+
+    /// A Newton step with the Hessian of the reference patch. Returns whether the cost still falls.
+    TQ_INLINE bool Step() {
+        const Trial trial = _lowest == INT64_MAX ? _best : Try(_u, _v);
+        const auto slopeX = static_cast<float>(trial.slopeX);
+        const auto slopeY = static_cast<float>(trial.slopeY);
+        _u -= slopeX * _inverseXX + slopeY * _inverseXY;
+        _v -= slopeX * _inverseXY + slopeY * _inverseYY;
+        const bool falls = trial.cost < _lowest;
+        _lowest = trial.cost;
+        return falls;
+    }
+
+    /// Keeps the start of the descent when the patch wandered farther than its own size.
+    TQ_INLINE void End() const {
+        constexpr float farthest = 64.0F;  // squared
+        const float du = _u - _best.u;
+        const float dv = _v - _best.v;
+        const bool near = du * du + dv * dv <= farthest;
+        _level.patchU[_index] = near ? _u : _best.u;
+        _level.patchV[_index] = near ? _v : _best.v;
+    }
+
+  private:
+    static constexpr int pixels = flowPatchSize * flowPatchSize;
+    /// At most one column or row of the patch stays inside the picture.
+    static constexpr int lowestPosition = 1 - flowPatchSize;
 
     TQ_INLINE Trial Try(float u, float v) const {
         const PatchPosition position =
@@ -63,64 +113,15 @@ class PatchSearch {
                 std::int64_t{sums.gradientY} * pixels - plain * _level.sumY[_index]};
     }
 
-    TQ_INLINE void TryNeighbour(std::int64_t neighbour, Trial& best) const {
-        const Trial trial = Try(_level.patchU[neighbour], _level.patchV[neighbour]);
-        if (trial.cost < best.cost) {
-            best = trial;
-        }
-    }
-
-    /// Newton steps with the Hessian of the reference patch, until the cost stops falling. Keeps the start
-    /// when the patch wandered farther than its own size.
-    TQ_INLINE void Descend(Trial trial, int iterations) const {
-        constexpr float smallestDeterminant = 0.0001F;
-        constexpr float farthest = 64.0F;  // squared
-        constexpr float unit = 1.0F / (pixels * differenceScale);
-        const std::int64_t xx = _level.sumXX[_index];
-        const std::int64_t yy = _level.sumYY[_index];
-        const std::int64_t xy = _level.sumXY[_index];
-        const std::int64_t determinant = xx * yy - xy * xy;
-        const float divisor = determinant == 0 ? smallestDeterminant : static_cast<float>(determinant);
-        const float inverseXX = static_cast<float>(yy) / divisor * unit;
-        const float inverseXY = -static_cast<float>(xy) / divisor * unit;
-        const float inverseYY = static_cast<float>(xx) / divisor * unit;
-        const float startU = trial.u;
-        const float startV = trial.v;
-        float u = startU;
-        float v = startV;
-        std::int64_t lowest = INT64_MAX;
-        for (int i = 0; i < iterations; ++i) {
-            if (i > 0) {
-                trial = Try(u, v);
-            }
-            const auto slopeX = static_cast<float>(trial.slopeX);
-            const auto slopeY = static_cast<float>(trial.slopeY);
-            u -= slopeX * inverseXX + slopeY * inverseXY;
-            v -= slopeX * inverseXY + slopeY * inverseYY;
-            if (trial.cost >= lowest) {
-                break;
-            }
-            lowest = trial.cost;
-        }
-        const float du = u - startU;
-        const float dv = v - startV;
-        const bool near = du * du + dv * dv <= farthest;
-        _level.patchU[_index] = near ? u : startU;
-        _level.patchV[_index] = near ? v : startV;
-    }
-
-    std::int64_t Index() const { return _index; }
-
-  private:
-    static constexpr int pixels = flowPatchSize * flowPatchSize;
-    /// At most one column or row of the patch stays inside the picture.
-    static constexpr int lowestPosition = 1 - flowPatchSize;
-
     const FlowLevel& _level;
     int _x, _y;
     std::int64_t _index;
     PatchReach _reachX, _reachY;
     Patch _patch;
+    Trial _best;  ///< the best start that was found
+    float _inverseXX = 0, _inverseXY = 0, _inverseYY = 0;
+    float _u = 0, _v = 0;
+    std::int64_t _lowest = INT64_MAX;
 };
 
 /// Every patch starts from the dense flow at its centre.
@@ -134,22 +135,58 @@ TQ_INLINE void StartRow(const FlowLevel& level, int row) {
     }
 }
 
-void SearchRow(const FlowLevel& level, int row, bool forward, bool fromNeighbourRow, int iterations) {
-    if (forward) {
-        StartRow(level, row);
-    }
+/// A patch with the best of what it and its neighbours know, ready to descend.
+TQ_INLINE PatchSearch StartPatch(const FlowLevel& level, int row, int index, bool forward,
+                                 bool fromNeighbourRow) {
     const int back = forward ? -1 : 1;
-    for (int i = 0; i < level.columns; ++i) {
-        const PatchSearch search(level, row, forward ? i : level.columns - 1 - i);
-        const std::int64_t index = search.Index();
-        Trial best = search.Try(level.patchU[index], level.patchV[index]);
-        if (i > 0) {
-            search.TryNeighbour(index + back, best);
+    PatchSearch patch(level, row, forward ? index : level.columns - 1 - index);
+    if (index > 0) {
+        patch.TryNeighbour(back);
+    }
+    if (fromNeighbourRow) {
+        patch.TryNeighbour(static_cast<std::int64_t>(back) * level.columns);
+    }
+    patch.BeginDescent();
+    return patch;
+}
+
+void SearchOneRow(const FlowLevel& level, int row, bool forward, bool fromNeighbourRow, int iterations) {
+    for (int index = 0; index < level.columns; ++index) {
+        PatchSearch patch = StartPatch(level, row, index, forward, fromNeighbourRow);
+        for (int i = 0; i < iterations && patch.Step(); ++i) {
         }
-        if (fromNeighbourRow) {
-            search.TryNeighbour(index + static_cast<std::int64_t>(back) * level.columns, best);
+        patch.End();
+    }
+}
+
+/// The steps of one patch wait for each other; those of two fill the waiting.
+void SearchTwoRows(const FlowLevel& level, const int* rows, bool forward, bool fromNeighbourRow,
+                   int iterations) {
+    for (int index = 0; index < level.columns; ++index) {
+        PatchSearch first = StartPatch(level, rows[0], index, forward, fromNeighbourRow);
+        PatchSearch second = StartPatch(level, rows[1], index, forward, fromNeighbourRow);
+        bool firstFalls = true;
+        bool secondFalls = true;
+        for (int i = 0; i < iterations && (firstFalls || secondFalls); ++i) {
+            firstFalls = firstFalls && first.Step();
+            secondFalls = secondFalls && second.Step();
         }
-        search.Descend(best, iterations);
+        first.End();
+        second.End();
+    }
+}
+
+void SearchRows(const FlowLevel& level, const int* rows, int count, bool forward, bool fromNeighbourRow,
+                int iterations) {
+    for (int k = 0; forward && k < count; ++k) {
+        StartRow(level, rows[k]);
+    }
+    int k = 0;
+    for (; k + 2 <= count; k += 2) {
+        SearchTwoRows(level, rows + k, forward, fromNeighbourRow, iterations);
+    }
+    if (k < count) {
+        SearchOneRow(level, rows[k], forward, fromNeighbourRow, iterations);
     }
 }
 

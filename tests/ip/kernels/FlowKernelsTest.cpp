@@ -39,18 +39,27 @@ class TestLevel {
     }
     TestLevel(const TestLevel&) = delete;
 
-    void Run(const FlowKernels& kernels) {
+    /// Searches two bands of patch rows, `together` at once or one after the other.
+    void Run(const FlowKernels& kernels, bool together) {
         for (int y = 0; y < _height; ++y) {
             kernels.sobelRow(_level, y);
         }
         for (int row = 0; row < _rows; ++row) {
             kernels.structureRow(_level, row);
         }
-        for (int row = 0; row < _rows; ++row) {
-            kernels.searchRow(_level, row, true, row > 0, 12);
-        }
-        for (int row = _rows - 1; row >= 0; --row) {
-            kernels.searchRow(_level, row, false, row < _rows - 1, 12);
+        const int half = _rows / 2;
+        for (const bool forward : {true, false}) {
+            for (int i = 0; i < _rows - half; ++i) {
+                const int row = forward ? i : half - 1 - i;
+                const int rows[] = {forward ? half + i : _rows - 1 - i, row};
+                const int count = i < half ? 2 : 1;
+                if (together) {
+                    kernels.searchRows(_level, rows, count, forward, i > 0, 12);
+                } else {
+                    kernels.searchRows(_level, rows, 1, forward, i > 0, 12);
+                    kernels.searchRows(_level, rows + 1, count - 1, forward, i > 0, 12);
+                }
+            }
         }
         std::vector<float> scratch(static_cast<std::size_t>(DensifyScratch(_width, _level.stride)));
         const int cut = _height / 2;  // two parts, which must fit together
@@ -150,8 +159,8 @@ TEST_P(EveryFlowLevel, FlowOfALevelEqualsTheScalarForm) {
          {std::array{61, 43, 3}, {8, 8, 3}, {9, 40, 4}, {77, 9, 8}, {30, 25, 1}}) {
         TestLevel expected(width, height, stride);
         TestLevel actual(width, height, stride);
-        expected.Run(reference);
-        actual.Run(kernels);
+        expected.Run(reference, false);
+        actual.Run(kernels, true);
         EXPECT_TRUE(actual == expected) << width << " x " << height << ", stride " << stride;
     }
 }
@@ -179,6 +188,14 @@ TEST_P(EveryFlowLevel, RowsEqualTheScalarForm) {
                                      [&](const FlowKernels& k, std::int16_t* target) {
                                          k.greyRow[storage](target, sources[storage], count, grey);
                                      });
+            bool inside[2];
+            int run = 0;
+            ExpectSame<std::int16_t>(
+                kernels, reference, count, [&](const FlowKernels& k, std::int16_t* target) {
+                    inside[run++] = k.fineGreyRow[storage](target, sources[storage], count, grey);
+                });
+            EXPECT_EQ(inside[0], inside[1]);
+            EXPECT_EQ(inside[0], storage == 0);
             ExpectSame<float>(kernels, reference, count, [&](const FlowKernels& k, float* target) {
                 k.loadSamples[storage](target, sources[storage], count);
             });
@@ -201,6 +218,19 @@ TEST_P(EveryFlowLevel, RowsEqualTheScalarForm) {
         ExpectSame<float>(kernels, reference, 4 * count, [&](const FlowKernels& k, float* target) {
             k.storeFlow(reinterpret_cast<unsigned char*>(target), rows[0], rows[1], count);
         });
+        const HalvingWeights halving{{-243, -384, 4199, 12812, 12812, 4199, -384, -243}};
+        const auto* fine = reinterpret_cast<const std::int16_t*>(floats.data());
+        ExpectSame<std::int32_t>(kernels, reference, count, [&](const FlowKernels& k, std::int32_t* target) {
+            k.halveColumns(target, fine + 10, fine + 300, count, halving);
+        });
+        const std::int32_t* pairs[4];
+        for (int i = 0; i < 4; ++i) {
+            pairs[i] = reinterpret_cast<const std::int32_t*>(floats.data()) + 50 * i;
+        }
+        ExpectSame<std::int16_t>(kernels, reference, 2 * count,
+                                 [&](const FlowKernels& k, std::int16_t* target) {
+                                     k.halveRows(target, target + count, pairs, count, halving);
+                                 });
         std::vector<ResizePosition> positions;
         for (int x = 0; x < count; ++x) {
             positions.push_back({x * 2 / 3, x % 3});
@@ -234,7 +264,7 @@ TEST(FlowKernels, EnlargedRowsLieBetweenTheirNeighbours) {
 
 TEST(FlowKernels, StructureSumsAreThoseOfTheSobelGradients) {
     TestLevel test(23, 19, 3);
-    test.Run(BestFlowKernels());
+    test.Run(BestFlowKernels(), true);
     const FlowLevel& level = test.Level();
     const auto grey = [&](int x, int y) {
         return level.reference[y * level.referencePitch + x] / flowGreyScale;
