@@ -40,9 +40,9 @@ class DISFilter : public Filter {
     /// what threads work on. Patches inherit displacements from the patch above only inside a band. Never
     /// depends on the thread count, so the result does not.
     ///
-    /// Many bands are also good for what leaves the picture: with one-row bands at the coarse levels, the
-    /// wrong displacements of the rim spread less.
-    static constexpr std::int32_t defaultBands = 32;
+    /// It also serves what leaves the picture: with bands of one row at the coarse levels, the wrong
+    /// displacements of the rim spread less than in one band.
+    static constexpr std::int32_t defaultBands = 16;
     std::int32_t bands = defaultBands;
 
     const DISSettings& Settings() const { return _settings; }

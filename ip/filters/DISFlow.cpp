@@ -154,8 +154,8 @@ void DISFlow::Prepare(const FlowLevel& level) {
 
 void DISFlow::SearchBands(const FlowLevel& level, const RowParts& bands, RowRange group, bool forward) {
     const RowRange first = bands.At(group.begin);
-    // Bands differ in length by one row at most.
-    for (int step = 0; step <= first.end - first.begin; ++step) {
+    const int mostRows = first.end - first.begin + 1;  // bands differ by one row at most
+    for (int step = 0; step < mostRows; ++step) {
         _host.CheckAbort(true);
         int rows[flowRowsTogether];
         int count = 0;
@@ -171,10 +171,12 @@ void DISFlow::SearchBands(const FlowLevel& level, const RowParts& bands, RowRang
 
 void DISFlow::Search(const FlowLevel& level) {
     const RowParts bands = RowParts::InParts(level.rows, std::min(_bands, level.rows));
-    const int groups = (bands.Count() + flowRowsTogether - 1) / flowRowsTogether;
-    ForParts(_host, groups, [&](int part, int /*slot*/) {
-        const int begin = part * flowRowsTogether;
-        const RowRange group{begin, std::min(begin + flowRowsTogether, bands.Count())};
+    // Bands side by side are faster, but enough work must be left for every thread.
+    const bool isEnough = bands.Count() >= 2 * flowRowsTogether * ThreadSlots(_host);
+    const int together = isEnough ? flowRowsTogether : 1;
+    ForParts(_host, (bands.Count() + together - 1) / together, [&](int part, int /*slot*/) {
+        const int begin = part * together;
+        const RowRange group{begin, std::min(begin + together, bands.Count())};
         SearchBands(level, bands, group, true);
         SearchBands(level, bands, group, false);
     });
