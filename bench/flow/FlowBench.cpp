@@ -22,17 +22,21 @@ using namespace TQ;
 constexpr int width = 1920;
 constexpr int height = 1080;
 constexpr int threads = 2;
-const IP::Bounds frame{0, 0, width, height};
 
-std::shared_ptr<IP::Layer> LayerOf(Bench::PooledHost& host, const std::vector<std::uint8_t>& pixels) {
+IP::Bounds FrameOf(const Bench::SyntheticPair& pair) {
+    return {0, 0, pair.width, pair.height};
+}
+
+std::shared_ptr<IP::Layer> LayerOf(Bench::PooledHost& host, const IP::Bounds& frame,
+                                   const std::vector<std::uint8_t>& pixels) {
     auto layer = std::make_shared<IP::Layer>(host);
     layer->Allocate(frame, 8, 4);
     std::memcpy(layer->Data(), pixels.data(), pixels.size());
     return layer;
 }
 
-cv::Mat GreyOf(const std::vector<std::uint8_t>& pixels) {
-    cv::Mat grey(height, width, CV_8UC1);
+cv::Mat GreyOf(const Bench::SyntheticPair& pair, const std::vector<std::uint8_t>& pixels) {
+    cv::Mat grey(pair.height, pair.width, CV_8UC1);
     for (std::size_t i = 0; i < grey.total(); ++i) {
         grey.data[i] = pixels[4 * i];
     }
@@ -55,12 +59,14 @@ cv::Ptr<cv::DISOpticalFlow> OpenCvFlow() {
 class OwnFlow {
   public:
     explicit OwnFlow(const Bench::SyntheticPair& pair, std::int32_t bands = IP::DISFilter::defaultBands)
-        : _reference(LayerOf(host, pair.reference)), _moved(LayerOf(host, pair.moved)), output(host) {
+        : _reference(LayerOf(host, FrameOf(pair), pair.reference)),
+          _moved(LayerOf(host, FrameOf(pair), pair.moved)),
+          output(host) {
         _filter = std::make_shared<IP::DISFilter>(std::make_shared<IP::FilterLayer>(_reference.get()),
                                                   std::make_shared<IP::FilterLayer>(_moved.get()),
                                                   IP::MakeDISSettings(0, 0));
         _filter->bands = bands;
-        output.Allocate(frame, 32, 4);
+        output.Allocate(FrameOf(pair), 32, 4);
     }
     void Run() { _filter->RunHost(host, output, {_reference.get(), _moved.get()}); }
 
@@ -85,31 +91,42 @@ EndpointErrors MeasureErrors(const Bench::SyntheticPair& pair, const PixelAt& pi
     double sum = 0;
     double visibleSum = 0;
     double visible = 0;
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const auto i = static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x);
+    for (int y = 0; y < pair.height; ++y) {
+        for (int x = 0; x < pair.width; ++x) {
+            const auto i = static_cast<std::size_t>(y) * static_cast<std::size_t>(pair.width) +
+                           static_cast<std::size_t>(x);
             const float* flow = pixelAt(x, y);
             const double error = std::hypot(flow[0] - pair.u[i], flow[1] - pair.v[i]);
             const float toX = static_cast<float>(x) + pair.u[i];
             const float toY = static_cast<float>(y) + pair.v[i];
             sum += error;
-            if (toX >= 0 && toX <= width - 1 && toY >= 0 && toY <= height - 1) {
+            if (toX >= 0 && toX <= static_cast<float>(pair.width - 1) && toY >= 0 &&
+                toY <= static_cast<float>(pair.height - 1)) {
                 visibleSum += error;
                 ++visible;
             }
         }
     }
-    return {sum / (static_cast<double>(width) * height), visibleSum / visible};
+    return {sum / (static_cast<double>(pair.width) * pair.height), visibleSum / visible};
 }
 
-void PrintErrors() {
+void PrintRow(const char* name, const EndpointErrors& own, double oneBand, const EndpointErrors& theirs) {
+    std::printf("%-30s %9.4f %9.4f %9.4f   %9.4f %9.4f\n", name, own.all, oneBand, theirs.all, own.visible,
+                theirs.visible);
+    std::fflush(stdout);
+}
+
+void PrintErrors(int pairWidth, int pairHeight) {
     std::printf(
         "Average endpoint error in pixels, %d x %d, finest scale 1, patch 8, stride 3, 25 iterations\n",
-        width, height);
+        pairWidth, pairHeight);
     std::printf("%-30s %29s   %19s\n", "", "all pixels", "visible in both");
     std::printf("%-30s %9s %9s %9s   %9s %9s\n", "motion", "ours", "one band", "OpenCV", "ours", "OpenCV");
+    EndpointErrors ownMean{}, theirMean{};
+    double oneBandMean = 0;
+    const auto count = static_cast<double>(Bench::SyntheticMotions().size());
     for (const Bench::SyntheticMotion& motion : Bench::SyntheticMotions()) {
-        const Bench::SyntheticPair pair = Bench::MakePair(motion, width, height);
+        const Bench::SyntheticPair pair = Bench::MakePair(motion, pairWidth, pairHeight);
         EndpointErrors own[2];
         for (int i = 0; i < 2; ++i) {
             OwnFlow flow(pair, i == 0 ? IP::DISFilter::defaultBands : 1);
@@ -119,13 +136,16 @@ void PrintErrors() {
             });
         }
         cv::Mat flow;
-        OpenCvFlow()->calc(GreyOf(pair.reference), GreyOf(pair.moved), flow);
+        OpenCvFlow()->calc(GreyOf(pair, pair.reference), GreyOf(pair, pair.moved), flow);
         const EndpointErrors theirs =
             MeasureErrors(pair, [&](int x, int y) { return flow.ptr<float>(y, x); });
-        std::printf("%-30s %9.4f %9.4f %9.4f   %9.4f %9.4f\n", motion.name, own[0].all, own[1].all,
-                    theirs.all, own[0].visible, theirs.visible);
-        std::fflush(stdout);
+        PrintRow(motion.name, own[0], own[1].all, theirs);
+        ownMean = {ownMean.all + own[0].all / count, ownMean.visible + own[0].visible / count};
+        theirMean = {theirMean.all + theirs.all / count, theirMean.visible + theirs.visible / count};
+        oneBandMean += own[1].all / count;
     }
+    PrintRow("mean", ownMean, oneBandMean, theirMean);
+    std::printf("\n");
 }
 
 const Bench::SyntheticPair& TimedPair() {
@@ -141,8 +161,8 @@ void FlowOurs(benchmark::State& state) {
 }
 
 void FlowOpenCv(benchmark::State& state) {
-    const cv::Mat reference = GreyOf(TimedPair().reference);
-    const cv::Mat moved = GreyOf(TimedPair().moved);
+    const cv::Mat reference = GreyOf(TimedPair(), TimedPair().reference);
+    const cv::Mat moved = GreyOf(TimedPair(), TimedPair().moved);
     const auto dis = OpenCvFlow();
     cv::Mat flow;
     for (auto _ : state) {
@@ -152,7 +172,7 @@ void FlowOpenCv(benchmark::State& state) {
 
 void HalfOurs(benchmark::State& state) {
     Bench::PooledHost host(threads);
-    const auto source = LayerOf(host, TimedPair().reference);
+    const auto source = LayerOf(host, FrameOf(TimedPair()), TimedPair().reference);
     const IP::Bounds half{0, 0, width / 2, height / 2};
     IP::Layer target(host);
     target.Allocate(half, 8, 4);
@@ -185,7 +205,8 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     cv::setNumThreads(threads);
     if (!timesOnly) {
-        PrintErrors();
+        PrintErrors(width, height);
+        PrintErrors(width / 2, height / 2);
     }
     benchmark::RunSpecifiedBenchmarks();
     return 0;

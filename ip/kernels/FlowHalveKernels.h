@@ -15,10 +15,13 @@ TQ_INLINE I FineGreyOfPixels(const unsigned char* source, const GreyParameters& 
     Samples::LoadPixels(source, c);
     F sum = Splat(0);
     for (int i = 0; i < 3; ++i) {
-        const F value = c[p.position[i]];
-        const F within = Min(Max(value, Splat(0)), Splat(p.white));
-        outside |= within != value;
-        sum = sum + within * p.weight[i];
+        F value = c[p.position[i]];
+        if constexpr (sizeof(typename Samples::Channel) > 1) {  // bytes cannot be outside
+            const F within = Min(Max(value, Splat(0)), Splat(p.white));
+            outside |= within != value;
+            value = within;
+        }
+        sum = sum + value * p.weight[i];
     }
     return Truncate(sum * static_cast<float>(1 << fineGreyBits) + 0.5F);
 }
