@@ -9,7 +9,6 @@ namespace {
 
 using IP::FilterBase;
 using IP::FilterLayer;
-using IP::MergeAnswer;
 using IP::unsetBounds;
 using testing::ElementsAre;
 
@@ -165,47 +164,6 @@ TEST(Optimizer, AbsorbsAWholeChainButNoSharedInput) {
     IP::OptimizeGraph(*both);
     EXPECT_EQ(first->value, 2);
     EXPECT_THAT(first->inputs, ElementsAre(shared));
-}
-
-/// Answers once, with a rewiring of its own.
-class Rewiring : public Sum {
-  public:
-    Rewiring(const Handle& a, const Handle& b, MergeAnswer once) : Sum(a, b), answer(once) {}
-    const char* GetName() const override { return "rewiring"; }
-    MergeAnswer MergeInput(const Handle& input) override {
-        if (answer == MergeAnswer::Again && input == inputs[0] && !input->inputs.empty()) {
-            ReplaceInput(input->inputs[0], 0);
-            ++rewired;
-            return MergeAnswer::Again;
-        }
-        return answer == MergeAnswer::Bypassed && input == inputs[1] ? answer : MergeAnswer::None;
-    }
-    MergeAnswer answer;
-    int rewired = 0;
-};
-
-TEST(Optimizer, FollowsFiltersThatRewireTheGraph) {
-    const auto source = Placeholder();
-    const auto mask = Placeholder();
-    // Held from outside, the filters that fall out must not count as consumers any more.
-    const auto inner = Add(source, 1);
-    const auto outer = Add(inner, 2);
-    const auto again = std::make_shared<Rewiring>(outer, mask, MergeAnswer::Again);
-    const auto root = RootOver(again);
-    IP::OptimizeGraph(*root);
-    EXPECT_EQ(again->rewired, 2);
-    EXPECT_THAT(again->inputs, ElementsAre(source, mask));
-    EXPECT_THAT(source->consumers, ElementsAre(again.get()));
-
-    const auto taker = Add(Add(source, 0), 3);
-    const auto bypassed = std::make_shared<Rewiring>(mask, taker, MergeAnswer::Bypassed);
-    root->ReplaceInput(Add(bypassed, 5), 0);
-    IP::OptimizeGraph(*root);
-    EXPECT_THAT(root->inputs[0]->inputs, ElementsAre(taker));
-    EXPECT_THAT(taker->inputs, ElementsAre(source))
-        << "the walk goes on above the filter that took the place";
-    EXPECT_TRUE(bypassed->inputs.empty());
-    EXPECT_TRUE(mask->consumers.empty());
 }
 
 TEST(Optimizer, KeepsTheCountsRightWhenAPartWasEvaluatedBefore) {

@@ -258,43 +258,28 @@ std::shared_ptr<IP::Layer> MakeLayer(MemoryHost& host, const Bounds& bounds, int
 
 namespace {
 
-template <typename Value>
-double Load(const unsigned char* address) {
-    Value value;
-    std::memcpy(&value, address, sizeof value);
-    return static_cast<double>(value);
-}
-
-template <typename Value>
-void Store(unsigned char* address, double number) {
-    const auto value = static_cast<Value>(number);
-    std::memcpy(address, &value, sizeof value);
+template <typename Use>
+double WithStoredType(int channelBits, Use use) {
+    return channelBits == 8 ? use(std::uint8_t{}) : channelBits == 16 ? use(std::uint16_t{}) : use(float{});
 }
 
 }  // namespace
 
 double GetValue(const IP::Layer& layer, int x, int y, int position) {
     const unsigned char* address = layer.PixelAddress(x, y) + position * layer.ChannelBits() / 8;
-    switch (layer.ChannelBits()) {
-        case 8:
-            return Load<std::uint8_t>(address);
-        case 16:
-            return Load<std::uint16_t>(address);
-        default:
-            return Load<float>(address);
-    }
+    return WithStoredType(layer.ChannelBits(), [&](auto value) {
+        std::memcpy(&value, address, sizeof value);
+        return static_cast<double>(value);
+    });
 }
 
-void SetValue(IP::Layer& layer, int x, int y, int position, double value) {
+void SetValue(IP::Layer& layer, int x, int y, int position, double number) {
     unsigned char* address = layer.PixelAddress(x, y) + position * layer.ChannelBits() / 8;
-    switch (layer.ChannelBits()) {
-        case 8:
-            return Store<std::uint8_t>(address, value);
-        case 16:
-            return Store<std::uint16_t>(address, value);
-        default:
-            return Store<float>(address, value);
-    }
+    WithStoredType(layer.ChannelBits(), [&](auto value) {
+        value = static_cast<decltype(value)>(number);
+        std::memcpy(address, &value, sizeof value);
+        return 0.0;
+    });
 }
 
 void FillLayer(IP::Layer& layer, const std::function<double(int, int, int)>& value) {

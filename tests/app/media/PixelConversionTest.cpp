@@ -136,46 +136,37 @@ INSTANTIATE_TEST_SUITE_P(All, YuvRoundTrip, testing::ValuesIn(YuvCases()), [](co
 // The same samples with chroma in one plane or in two take different ways to the picture: the two differ in
 // the first rows only, where libswscale weights the chroma beyond the edge otherwise.
 TEST(PixelConversion, PlanarChromaGivesWhatInterleavedChromaGives) {
-    const struct {
-        AVPixelFormat planar, interleaved;
-    } rows[] = {{AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12}, {AV_PIX_FMT_YUV444P, AV_PIX_FMT_NV24}};
-    for (const auto& row : rows) {
+    constexpr int width = 38, height = 22, edge = 4;
+    const std::pair<AVPixelFormat, AVPixelFormat> layouts[] = {{AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12},
+                                                               {AV_PIX_FMT_YUV444P, AV_PIX_FMT_NV24}};
+    for (const auto& [planar, interleaved] : layouts) {
+        const AVPixFmtDescriptor& layout = *av_pix_fmt_desc_get(planar);
+        const FramePointer three = NewSamples(planar, width, height);
+        const FramePointer two = NewSamples(interleaved, width, height);
+        std::mt19937 random(1);
+        for (int plane = 0; plane < 3; ++plane) {
+            for (int y = 0; y < (plane ? height >> layout.log2_chroma_h : height); ++y) {
+                for (int x = 0; x < (plane ? width >> layout.log2_chroma_w : width); ++x) {
+                    const auto sample = static_cast<std::uint8_t>(80 + random() % 96);
+                    three->data[plane][y * three->linesize[plane] + x] = sample;
+                    const int place = plane ? 2 * x + plane - 1 : x;
+                    two->data[plane > 0][y * two->linesize[plane > 0] + place] = sample;
+                }
+            }
+        }
         for (const AVChromaLocation location :
              {AVCHROMA_LOC_LEFT, AVCHROMA_LOC_CENTER, AVCHROMA_LOC_TOPLEFT, AVCHROMA_LOC_BOTTOM}) {
             for (const AVColorRange range : {AVCOL_RANGE_MPEG, AVCOL_RANGE_JPEG}) {
-                const int width = 38, height = 22;
-                ColourTags tags;
-                tags.matrix = AVCOL_SPC_BT709;
-                tags.range = range;
-                tags.chromaLocation = location;
-                const FramePointer planar = NewSamples(row.planar, width, height);
-                const FramePointer interleaved = NewSamples(row.interleaved, width, height);
-                const AVPixFmtDescriptor& layout = *av_pix_fmt_desc_get(row.planar);
-                std::mt19937 random(1);
-                for (int plane = 0; plane < 3; ++plane) {
-                    const int columns = plane ? AV_CEIL_RSHIFT(width, layout.log2_chroma_w) : width;
-                    const int rowsOfPlane = plane ? AV_CEIL_RSHIFT(height, layout.log2_chroma_h) : height;
-                    for (int y = 0; y < rowsOfPlane; ++y) {
-                        for (int x = 0; x < columns; ++x) {
-                            const auto sample = static_cast<std::uint8_t>(80 + random() % 96);
-                            planar->data[plane][y * planar->linesize[plane] + x] = sample;
-                            const int target = plane ? 1 : 0;
-                            interleaved->data[target][y * interleaved->linesize[target] +
-                                                      (plane ? 2 * x + plane - 1 : x)] = sample;
-                        }
-                    }
-                }
-                const auto picture = [&](AVPixelFormat format, const AVFrame& samples) {
-                    return PixelConverter(format, width, height, tags).ToPicture(samples, SampleDepth::Byte);
-                };
-                const PicturePointer a = picture(row.planar, *planar);
-                const PicturePointer b = picture(row.interleaved, *interleaved);
+                const ColourTags tags{{}, {}, AVCOL_SPC_BT709, range, location};
+                const auto a =
+                    PixelConverter(planar, width, height, tags).ToPicture(*three, SampleDepth::Byte);
+                const auto b =
+                    PixelConverter(interleaved, width, height, tags).ToPicture(*two, SampleDepth::Byte);
                 int worst = 0;
-                for (int y = 4; y < height - 4; ++y) {
-                    for (int i = 0; i < 4 * width; ++i) {
-                        worst = std::max(worst, std::abs(a->Row(y)[i] - b->Row(y)[i]));
-                    }
-                }
+                ForSamples(*a, [&](int x, int y, int c, int sample) {
+                    const bool isInside = y >= edge && y < height - edge;
+                    worst = std::max(worst, isInside ? std::abs(sample - b->Row(y)[4 * x + c]) : 0);
+                });
                 EXPECT_LE(worst, 3) << layout.name << " " << location << " " << range;
             }
         }

@@ -30,19 +30,6 @@ using BlurOf = EveryFormat;
 INSTANTIATE_TEST_SUITE_P(Formats, BlurOf,
                          testing::Values(byteFormat, shortFormat, short32768Format, floatFormat), FormatName);
 
-TEST_P(BlurOf, AConstantIsTheConstant) {
-    FilterBench bench(GetParam());
-    const Bounds area{0, 0, 61, 33};  // smaller than the largest window
-    const LayerHandle flat = bench.Picture(area, [](int, int, int channel) { return 0.22 + 0.26 * channel; });
-    for (const float sigma : {0.3F, 1.5F, 10.0F, 40.0F}) {
-        const LayerHandle blurred = bench.Render(Blur(FilterBench::Leaf(flat), sigma, sigma), area);
-        EXPECT_LE(bench.Error(blurred, flat), GetParam().bits == 32 ? 2e-5 : 1e-9) << sigma;
-        const LayerHandle signedFlat =
-            bench.Render(HighPass(FilterBench::Leaf(flat), sigma, sigma), area, 32);
-        EXPECT_LE(bench.Error(signedFlat, [](int, int, int) { return 0.0; }), 2e-5) << sigma;
-    }
-}
-
 TEST_P(BlurOf, APartIsThePartOfTheWhole) {
     FilterBench bench(GetParam());
     const Bounds area{-20, -10, 150, 90};
