@@ -119,6 +119,7 @@ VideoOutput OutputFor(const RenderOptions& options, const VideoReader& reader, F
     output.format = reader.Info();
     output.format.frameCount = range.last - range.first + 1;
     output.codec = options.codec;
+    output.codecOptions = options.codecOptions;
     output.overwrite = options.overwrite;
     output.firstFrame = range.first;
     if (!reader.Info().isSequence) {

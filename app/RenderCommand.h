@@ -25,6 +25,7 @@ struct RenderOptions {
     int threads = 0;
     int jobs = 1;
     std::string codec;
+    std::string codecOptions;
     std::filesystem::path plugin;
     /// Key of the application to pretend to be.
     std::string host = "steadylux";

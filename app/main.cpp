@@ -96,6 +96,11 @@ void AddRender(CLI::App& app, RenderOptions& options) {
                      "Encoder, such as h264, hevc, ffv1, prores (default: by OUTPUT's "
                      "type, keeping the source's depth and kind of colours)")
         ->type_name("NAME");
+    command
+        ->add_option("--codec-options", options.codecOptions,
+                     "Options of the encoder, such as preset=medium:crf=14 for smaller files or better "
+                     "pictures in more time")
+        ->type_name("name=value:...");
     AddPlugin(*command, options.plugin);
     AddHost(*command, options.host);
     command->add_flag("--overwrite", options.overwrite, "Replaces existing outputs");

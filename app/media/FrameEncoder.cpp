@@ -30,8 +30,17 @@ FrameEncoder::FrameEncoder(const VideoOutput& output, const EncoderChoice& choic
     Configure(output, choice);
     AVDictionary* options = nullptr;
     av_dict_parse_string(&options, choice.options.c_str(), "=", ":", 0);
-    const int result = avcodec_open2(_context.get(), choice.codec, &options);
+    const bool isReadable = av_dict_parse_string(&options, output.codecOptions.c_str(), "=", ":", 0) >= 0;
+    const int result = isReadable ? avcodec_open2(_context.get(), choice.codec, &options) : 0;
+    const AVDictionaryEntry* unknown = av_dict_get(options, "", nullptr, AV_DICT_IGNORE_SUFFIX);
+    const std::string rest = unknown ? unknown->key : "";
     av_dict_free(&options);
+    if (!isReadable || (result >= 0 && !rest.empty() && !output.codecOptions.empty())) {
+        throw MediaError(
+            MediaFailure::Codec,
+            isReadable ? std::string("the codec ") + choice.codec->name + " has no option '" + rest + "'"
+                       : "'" + output.codecOptions + "' is not of the form name=value:name=value");
+    }
     if (result < 0) {
         throw MediaError(MediaFailure::Codec,
                          std::string("the codec ") + choice.codec->name + " cannot be set up for " +

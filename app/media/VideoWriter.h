@@ -20,6 +20,8 @@ struct VideoOutput {
     VideoInfo format;
     /// Name of an encoder; empty chooses by file type and pixel format, never one that loses depth.
     std::string codec;
+    /// Options of the encoder by their names in FFmpeg, "name=value:name=value", over those chosen for it.
+    std::string codecOptions;
     /// Replace an existing file at the end.
     bool overwrite = false;
     /// A video file whose audio streams and metadata are copied; empty for none.

@@ -68,6 +68,8 @@ TEST(Tool, BadInputEndsWithItsOwnStatusAndOneSentence) {
         {9, "render clip.mkv o.mkv --set timeRadius=11", "timeRadius"},
         {9, "render clip.mkv o.mkv --set sensitivity=much", "sensitivity"},
         {10, "render clip.mkv o.mkv --codec nosuchcodec", "nosuchcodec"},
+        {10, "render clip.mkv o.mp4 --codec-options crf", "name=value"},
+        {10, "render clip.mkv o.mp4 --codec-options crf=20:sharpness=3", "'sharpness'"},
         {10, "render clip.mkv o.xyz", ".xyz"},
         {10, "render clip.mkv o.png", "%04d"},
     };
@@ -172,6 +174,9 @@ TEST(Tool, EverySizeScaleDepthAndContextRenders) {
     WriteFlicker(folder / "e.mkv", AV_PIX_FMT_YUV420P, 50, 30, 4, "ffv1");
     render("e.mkv f.mp4 --scale 0.5");
     EXPECT_EQ(OpenVideo(folder / "f.mp4")->Info().width, 24);  // 25 would cost the chroma subsampling
+    const auto size = std::filesystem::file_size(folder / "f.mp4");
+    render("e.mkv f.mp4 --scale 0.5 --codec-options crf=40:preset=medium");
+    EXPECT_LT(std::filesystem::file_size(folder / "f.mp4"), size);
     render("e.mkv f.%d.png --scale 0.1");
     EXPECT_EQ(OpenVideo(folder / "f.%d.png")->Info().width, 5);
     for (const char* arguments :
