@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -136,13 +137,14 @@ void PrintRates(int frames, const std::vector<std::string>& presets, const fs::p
         const double parts = (decode + encode) / frames + render;
         fmt::print("| {} | {:.2f} | {:.1f} | {:.2f} | {:.1f} | {:.2f} |\n", preset, frames / clip,
                    frames / decode, 1 / render, frames / encode, 1 / parts);
+        std::fflush(stdout);
     }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const int frames = argc > 1 ? std::atoi(argv[1]) : 96;
+    const int frames = argc > 1 ? std::atoi(argv[1]) : 48;
     std::vector<std::string> presets(argv + std::min(argc, 2), argv + argc);
     if (presets.empty()) {
         presets = {"Rolling Bands (default)", "Rolling Bands 2"};
