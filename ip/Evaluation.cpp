@@ -62,7 +62,10 @@ PreparedGraph PrepareGraph(const std::shared_ptr<FilterBase>& sink, Host& host, 
         filter->ExpandGraph(host, nullptr, estimate.format);
     }
     SimplifyGraph(*root);
-    const Request request = SpreadRegions(*root, requestOf);
+    Request request = SpreadRegions(*root, requestOf);
+    if (FuseGraph(*root)) {
+        request = SpreadRegions(*root, requestOf);
+    }
     return {root, request.region};
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -26,6 +27,13 @@ void RemoveStaleConsumers(FilterBase& root);
 /// Merges equal sources and common sub-expressions, removes identities and offers inputs for merging. `root`
 /// is a filter, held by a shared_ptr, whose only input is the sink of the graph; the sink may change.
 void OptimizeGraph(FilterBase& root);
+
+/// Source pictures of at most this many bytes may be held at once so that several filters can run as one.
+constexpr std::uint64_t mostBytesHeldByFusion = std::uint64_t{512} << 20;
+
+/// Replaces filters that can run as one (see FilterBase::Fuse), from the sink upstream; returns whether there
+/// were any. Regions and formats are known before, and are to be spread anew after.
+bool FuseGraph(FilterBase& root);
 
 /// The order in which to render the inputs of `filter` so that the least memory is held: the index of the
 /// input that needs the most beyond its own output first. `peakMemory` of the inputs is known.

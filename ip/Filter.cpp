@@ -118,6 +118,10 @@ MergeAnswer FilterBase::MergeInput(const std::shared_ptr<FilterBase>&) {
 void FilterBase::ExpandGraph(Host&, GPGPUContext*, const PixelFormat&) {
 }
 
+std::shared_ptr<FilterBase> FilterBase::Fuse(std::uint64_t) {
+    return nullptr;
+}
+
 // --- Regions and formats
 // -------------------------------------------------------------------------------------------
 

@@ -72,6 +72,10 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     virtual MergeAnswer MergeInput(const std::shared_ptr<FilterBase>& input);
     /// Called once per filter before evaluation; a filter may replace itself by a sub-graph (use ReplaceBy).
     virtual void ExpandGraph(Host& host, GPGPUContext* context, const PixelFormat& outputFormat);
+    /// A filter that computes on the processor what this one and filters upstream of it compute, in one walk
+    /// over the pixels, and is to take this one's place; null when there is none. Regions and formats are
+    /// known. The new filter holds source pictures of at most `mostBytes` at once.
+    virtual std::shared_ptr<FilterBase> Fuse(std::uint64_t mostBytes);
 
     // Regions and formats
     /// What this filter can deliver: bounds of input 0, infinite without inputs.
@@ -161,6 +165,9 @@ class Filter : public FilterBase {
     /// Throws TQ::Exception when there is no kernel for that format.
     void RunBand(KernelId kernel, const Layer& formatLayer, const Bounds& band, const void* parameters,
                  int threadIndex);
+
+    /// An index for bands whose progress is not that of the filter: they only look for an abort.
+    static constexpr int threadThatDoesNotReport = 1;
 
     // Set by RunHost, so that bands need only their rows; valid while it runs.
     Host* host = nullptr;

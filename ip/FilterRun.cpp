@@ -70,7 +70,7 @@ void Filter::RunHost(Host& runHost, Layer& runOutput, const std::vector<Layer*>&
 
 void Filter::RunBand(KernelId kernel, const Layer& formatLayer, const Bounds& band, const void* parameters,
                      int threadIndex) {
-    constexpr std::size_t mostInputs = 8;
+    constexpr std::size_t mostInputs = 24;
     KernelFormat kernelFormat;
     if (inputLayers.size() > mostInputs || !KernelFormatOf(formatLayer, kernelFormat)) {
         throw Exception("", "There is no processor code for images of this pixel format.");

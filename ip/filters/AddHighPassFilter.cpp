@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "ip/filters/BlurredHighPassFilter.h"
 #include "ip/kernels/KernelParameters.h"
 
 namespace TQ::IP {
@@ -47,8 +48,16 @@ bool AddHighPassFilter::IsEqual(const FilterBase& other) const {
            _normalise == same->_normalise;
 }
 
+std::shared_ptr<FilterBase> AddHighPassFilter::Fuse(std::uint64_t) {
+    return BlurredHighPassFilter::InPlaceOf(*this);
+}
+
+float AddHighPassFilter::ExponentFactor() const {
+    return -0.5F / std::max(_threshold * _threshold, smallestSquaredThreshold);
+}
+
 void AddHighPassFilter::RunHostRows(const Bounds& rows, int threadIndex) {
-    const HighPassParameters parameters{-0.5F / std::max(_threshold * _threshold, smallestSquaredThreshold)};
+    const HighPassParameters parameters{ExponentFactor()};
     RunKernelRows(rows, HasThreshold() ? &parameters : nullptr, threadIndex);
 }
 

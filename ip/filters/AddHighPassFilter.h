@@ -22,14 +22,19 @@ class AddHighPassFilter : public KernelFilter {
                       std::shared_ptr<FilterBase> target, float threshold, bool, bool normalise);
 
     bool IsEqual(const FilterBase& other) const override;
+    /// With blurs as low pass and target it runs as a BlurredHighPassFilter.
+    std::shared_ptr<FilterBase> Fuse(std::uint64_t mostBytes) override;
+
+    bool Normalises() const { return _normalise; }
+    bool HasThreshold() const { return _threshold < 1.0F; }
+    /// -0.5 / max(threshold^2, 0.001)
+    float ExponentFactor() const;
 
   protected:
     const KernelUse& Use() const override;
     void RunHostRows(const Bounds& rows, int threadIndex) override;
 
   private:
-    bool HasThreshold() const { return _threshold < 1.0F; }
-
     float _threshold;
     bool _normalise;
 };

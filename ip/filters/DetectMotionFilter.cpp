@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ip/filters/GatedSumFilter.h"
 #include "ip/kernels/KernelParameters.h"
 #include "ip/records/Exception.h"
 
@@ -54,6 +55,10 @@ Bounds DetectMotionFilter::GetInputRegion(const Bounds& wanted, int input) const
     constexpr Bounds margin{-neighbourhoodRadius, -neighbourhoodRadius, neighbourhoodRadius,
                             neighbourhoodRadius};
     return Intersect(Grow(wanted, margin), inputs[static_cast<std::size_t>(input)]->GetBounds());
+}
+
+std::shared_ptr<FilterBase> DetectMotionFilter::Fuse(std::uint64_t mostBytes) {
+    return GatedSumFilter::InPlaceOf(*this, mostBytes);
 }
 
 void DetectMotionFilter::RunHostRows(const Bounds& rows, int threadIndex) {

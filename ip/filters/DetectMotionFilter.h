@@ -32,6 +32,12 @@ class DetectMotionFilter : public KernelFilter {
 
     bool IsEqual(const FilterBase& other) const override;
     Bounds GetInputRegion(const Bounds& wanted, int input) const override;
+    /// A chain of fused filters runs as a GatedSumFilter.
+    std::shared_ptr<FilterBase> Fuse(std::uint64_t mostBytes) override;
+
+    float Limit() const { return _limit; }
+    float Weight() const { return _weight; }
+    bool IsFused() const { return _fused; }
 
   protected:
     const KernelUse& Use() const override;

@@ -4,7 +4,9 @@
 #include <cmath>
 #include <utility>
 
+#include "ip/filters/GaussBands.h"
 #include "ip/filters/KernelFilter.h"
+#include "ip/filters/SlotScratch.h"
 #include "ip/kernels/KernelParameters.h"
 #include "ip/records/Exception.h"
 
@@ -27,21 +29,6 @@ bool IsInRange(float sigma) {
 
 bool IsOrder(int order) {
     return order >= 0 && order <= 2;
-}
-
-/// The largest code value that an integer result is clamped to. 14384 is no slip for 16384: pictures with
-/// white at 16384 keep what lies above white.
-float StoreMaximum(const Layer& layer) {
-    if (layer.ChannelBits() == 8) {
-        return 255.0F;
-    }
-    const int white = layer.WhiteLevel();
-    return white == 32768 || white == 14384 ? static_cast<float>(white) : 65535.0F;
-}
-
-GaussParameters ParametersOf(const GaussCoefficients& axis, const Layer& layer, bool subtractFromSource) {
-    return {axis.radius,         axis.table.data(), {axis.cfA[0], axis.cfA[1]}, {axis.cfB[0], axis.cfB[1]},
-            StoreMaximum(layer), subtractFromSource};
 }
 
 }  // namespace
@@ -88,22 +75,23 @@ MergeAnswer GaussianBlurFilter::MergeInput(const std::shared_ptr<FilterBase>& in
     return MergeAnswer::Absorbed;
 }
 
-Bounds GaussianBlurFilter::GetInputRegion(const Bounds& wanted, int input) const {
+Bounds GaussianBlurFilter::Reached(const Bounds& wanted) const {
     if (IsInfinite(wanted)) {
         return wanted;
     }
     const std::int32_t x = Reach(_sigma[0]);
     const std::int32_t y = Reach(_sigma[1]);
-    return Intersect(Grow(wanted, {-x, -y, x, y}), inputs[static_cast<std::size_t>(input)]->GetBounds());
+    return Grow(wanted, {-x, -y, x, y});
 }
 
-bool GaussianBlurFilter::CanRunInPlace() const {
-    return FilterSeparable::CanRunInPlace() && !_highPass && GaussRadius(_sigma[0]) > 1 &&
-           GaussRadius(_sigma[1]) > 1;
+Bounds GaussianBlurFilter::GetInputRegion(const Bounds& wanted, int input) const {
+    const Bounds limit = inputs[static_cast<std::size_t>(input)]->GetBounds();
+    return IsInfinite(wanted) ? wanted : Intersect(Reached(wanted), limit);
 }
 
 Bounds GaussianBlurFilter::InputView(const Layer& target, const Layer& source) const {
-    return Intersect(GetInputRegion(target.Bounds(), 0), source.Bounds());
+    const Bounds reached = inputs.empty() ? Reached(target.Bounds()) : GetInputRegion(target.Bounds(), 0);
+    return Intersect(reached, source.Bounds());
 }
 
 void GaussianBlurFilter::CheckLayers(const Layer& target, const Layer& source) const {
@@ -130,7 +118,7 @@ void GaussianBlurFilter::RunHost(Host& runHost, Layer& target, const std::vector
         RunColumns(runHost, target, view, source);
     } else if (_alongY.radius == 1) {
         RunRowsOnly(runHost, target, view);
-    } else {
+    } else if (!RunBothPasses(runHost, target, view)) {
         Layer between(runHost);
         const Bounds& columns = target.Bounds();
         const Bounds& lines = view.Bounds();
@@ -138,6 +126,31 @@ void GaussianBlurFilter::RunHost(Host& runHost, Layer& target, const std::vector
         RunRows(runHost, between, view);
         RunColumns(runHost, target, between, source);
     }
+}
+
+bool GaussianBlurFilter::RunBothPasses(Host& runHost, Layer& target, Layer& view) {
+    const GaussBands bands(target.Bounds(), view.Bounds(), _alongX.radius, _alongY.radius,
+                           ThreadSlots(runHost));
+    if (bands.Count() < ThreadSlots(runHost)) {
+        return false;
+    }
+    host = &runHost;
+    output = &target;
+    inputLayers = {&view};
+    const SlotScratch scratch(runHost, GaussStreamBytes(bands.MostColumns(), _alongY.radius));
+    ForParts(runHost, bands.Count(), [&](int part, int slot) {
+        const GaussBlurParameters parameters{GaussParametersOf(_alongX, view, false),
+                                             GaussParametersOf(_alongY, view, _highPass), scratch.Of(slot)};
+        RunBand(KernelId::GaussBlur, view, bands.At(part), &parameters, threadThatDoesNotReport);
+    });
+    EndPass(runHost);
+    EndPass(runHost);
+    return true;
+}
+
+bool GaussianBlurFilter::HasBothPasses() const {
+    return passMode == PassMode::Both && _orderX == 0 && _orderY == 0 && GaussRadius(_sigma[0]) > 1 &&
+           GaussRadius(_sigma[1]) > 1;
 }
 
 void GaussianBlurFilter::RunRows(Host& runHost, Layer& target, Layer& view) {
@@ -172,12 +185,12 @@ void GaussianBlurFilter::RunRowsOnly(Host& runHost, Layer& target, Layer& view) 
 }
 
 void GaussianBlurFilter::RunHostRows(const Bounds& rows, int threadIndex) {
-    const GaussParameters parameters = ParametersOf(_alongX, *inputLayers[0], false);
+    const GaussParameters parameters = GaussParametersOf(_alongX, *inputLayers[0], false);
     RunBand(KernelId::GaussRows, *inputLayers[0], rows, &parameters, threadIndex);
 }
 
 void GaussianBlurFilter::RunHostColumns(const Bounds& columns, int threadIndex) {
-    const GaussParameters parameters = ParametersOf(_alongY, *inputLayers[0], _highPass);
+    const GaussParameters parameters = GaussParametersOf(_alongY, *inputLayers[0], _highPass);
     RunBand(KernelId::GaussColumns, *inputLayers[0], columns, &parameters, threadIndex);
 }
 

@@ -36,11 +36,17 @@ class GaussianBlurFilter : public FilterSeparable {
     /// Absorbs another blur: the sigmas add up (linearly), and so do the orders.
     MergeAnswer MergeInput(const std::shared_ptr<FilterBase>& input) override;
     Bounds GetInputRegion(const Bounds& wanted, int input) const override;
-    /// Only when both passes run, since the picture between them then lies elsewhere.
-    bool CanRunInPlace() const override;
+    /// No: bands read columns of each other.
+    bool CanRunInPlace() const override { return false; }
     /// Throws TQ::Exception when the layers or the orders have no kernel or the input does not cover the
     /// output.
     void RunHost(Host& host, Layer& output, const std::vector<Layer*>& inputLayers) override;
+
+    const BlurSigma& Sigma() const { return _sigma; }
+    /// Whether neither axis is left out.
+    bool HasBothPasses() const;
+    /// What is read for `wanted` when the input has no bounds.
+    Bounds Reached(const Bounds& wanted) const;
 
   protected:
     /// `highPass`: the output is the picture minus its blur.
@@ -53,6 +59,8 @@ class GaussianBlurFilter : public FilterSeparable {
     /// The part of the input that is read: no line of the blur goes beyond it.
     Bounds InputView(const Layer& target, const Layer& source) const;
     void CheckLayers(const Layer& target, const Layer& source) const;
+    /// Both passes band by band; false when there are too few bands for the threads.
+    bool RunBothPasses(Host& runHost, Layer& target, Layer& view);
     void RunRows(Host& runHost, Layer& target, Layer& view);
     void RunColumns(Host& runHost, Layer& target, Layer& lines, Layer& source);
     void RunRowsOnly(Host& runHost, Layer& target, Layer& view);

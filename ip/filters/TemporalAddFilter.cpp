@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "ip/filters/DetectMotionFilter.h"
+#include "ip/filters/GatedSumFilter.h"
 #include "ip/filters/TemporalUnmultFilter.h"
+#include "ip/filters/WeightedSumFilter.h"
 #include "ip/kernels/KernelParameters.h"
 
 namespace TQ::IP {
@@ -92,6 +94,11 @@ MergeAnswer TemporalAddFilter::MergeInput(const std::shared_ptr<FilterBase>& inp
     mask->SetFused(_weight, true);
     mask->ReplaceInput(accumulator, 1);
     return MergeAnswer::Bypassed;
+}
+
+std::shared_ptr<FilterBase> TemporalAddFilter::Fuse(std::uint64_t mostBytes) {
+    return inputs.size() == 3 ? GatedSumFilter::InPlaceOf(*this, mostBytes)
+                              : WeightedSumFilter::InPlaceOf(*this, mostBytes);
 }
 
 void TemporalAddFilter::RunHostRows(const Bounds& rows, int threadIndex) {

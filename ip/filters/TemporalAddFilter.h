@@ -33,6 +33,11 @@ class TemporalAddFilter : public KernelFilter {
     bool IsEqual(const FilterBase& other) const override;
     /// Bypassed when `input` is the mask described above: it then computes this filter's output by itself.
     MergeAnswer MergeInput(const std::shared_ptr<FilterBase>& input) override;
+    /// A chain of such filters runs as a WeightedSumFilter, two gated halves as a GatedSumFilter.
+    std::shared_ptr<FilterBase> Fuse(std::uint64_t mostBytes) override;
+
+    float Weight() const { return _weight; }
+    bool MultipliesAlpha() const { return _multiplyAlpha; }
 
   protected:
     const KernelUse& Use() const override;

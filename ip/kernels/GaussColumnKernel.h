@@ -9,7 +9,7 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-constexpr int stepRows = 4;  ///< divides gaussRestart
+constexpr int stepRows = 4;  ///< divides GaussRestart
 constexpr int stripSamples = 512;
 constexpr int stripVectors = stripSamples / lanes;
 
@@ -29,6 +29,34 @@ struct NarrowRows {
     alignas(64) unsigned char source[stepRows][sizeof(F)];
     alignas(64) unsigned char output[stepRows][sizeof(F)];
 };
+
+/// Takes the states of `vectors` vectors of columns through the rows of one visit; each row has room for
+/// whole vectors.
+template <class Storage, bool Subtract>
+[[gnu::noinline]] void WalkColumns(GaussState* states, int vectors, const GaussConstants& constantsOfPass,
+                                   const ColumnRows& rows) {
+    constexpr int sampleBytes = sizeof(typename Storage::Channel);
+    constexpr int outputSampleBytes = Subtract ? sizeof(float) : sampleBytes;
+    const GaussConstants constants = constantsOfPass;
+    for (int v = 0; v < vectors; ++v) {
+        GaussState state = states[v];
+        const int in = v * lanes * sampleBytes;
+        const int out = v * lanes * outputSampleBytes;
+#pragma GCC unroll 4
+        for (int r = 0; r < stepRows; ++r) {
+            const F d =
+                Storage::LoadSamples(rows.leading[r] + in) - Storage::LoadSamples(rows.trailing[r] + in);
+            const F y = GaussStep(state, constants, d);
+            if constexpr (Subtract) {
+                const F source = Storage::LoadSamples(rows.source[r] + in);
+                Write(rows.output[r] + out, (source - y) * (1.0F / Storage::white));
+            } else {
+                Storage::StoreSamples(rows.output[r] + out, y, constants.maximum);
+            }
+        }
+        states[v] = state;
+    }
+}
 
 /// One strip of columns; `StorageType` is what input and source are stored as. With `Subtract` the output is
 /// the source minus the blur, as floats with white at 1.
@@ -63,7 +91,7 @@ class ColumnStrip {
 
     void Run(RowsWalked& walked) {
         for (int y = 0; y < _endOutput; y += stepRows) {
-            if (y % gaussRestart == 0) {
+            if (y % GaussRestart(_p.radius) == 0) {
                 Start(y);
             }
             Visit(y);
@@ -112,7 +140,7 @@ class ColumnStrip {
             rows.output[r] = output == y + r ? _output + (output - _firstOutput) * _outputRowBytes : _unread;
         }
         if (!IsNarrow()) {
-            Walk(rows);
+            WalkColumns<Storage, Subtract>(_states, _vectors, _constants, rows);
             return;
         }
         ColumnRows narrow;
@@ -127,31 +155,9 @@ class ColumnStrip {
             narrow.source[r] = _narrow.source[r];
             narrow.output[r] = _narrow.output[r];
         }
-        Walk(narrow);
+        WalkColumns<Storage, Subtract>(_states, _vectors, _constants, narrow);
         for (int r = 0; r < stepRows; ++r) {
             Copy(rows.output[r], _narrow.output[r], _samples * outputSampleBytes);
-        }
-    }
-
-    [[gnu::noinline]] void Walk(const ColumnRows& rows) {
-        const GaussConstants constants = _constants;
-        for (int v = 0; v < _vectors; ++v) {
-            GaussState state = _states[v];
-            const int in = v * lanes * sampleBytes;
-            const int out = v * lanes * outputSampleBytes;
-#pragma GCC unroll 4
-            for (int r = 0; r < stepRows; ++r) {
-                const F d =
-                    Storage::LoadSamples(rows.leading[r] + in) - Storage::LoadSamples(rows.trailing[r] + in);
-                const F y = GaussStep(state, constants, d);
-                if constexpr (Subtract) {
-                    const F source = Storage::LoadSamples(rows.source[r] + in);
-                    Write(rows.output[r] + out, (source - y) * (1.0F / Storage::white));
-                } else {
-                    Storage::StoreSamples(rows.output[r] + out, y, constants.maximum);
-                }
-            }
-            _states[v] = state;
         }
     }
 

@@ -10,7 +10,7 @@
 //     Z0(x + 1) = Z0(x) + d(x)
 //     Zk(x + 1) = cfA[k] Zk(x) - Zk(x - 1) + cfB[k] (d(x) - d(x - 1))
 // Samples stay in code values, so that the box term of 8-bit pictures is exact. A line starts from the
-// window's sums, written out, and does so again every gaussRestart samples, counted from the line's own
+// window's sums, written out, and does so again every GaussRestart samples, counted from the line's own
 // first: the recurrence does not damp its rounding, and a value that is not finite would mark the rest of the
 // line.
 //
@@ -23,8 +23,6 @@
 
 namespace TQ::IP::TQ_LEVEL {
 namespace {
-
-constexpr int gaussRestart = 1024;
 
 struct GaussConstants {
     F a1, a2, b1, b2;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int groupRows = lanes < 4 ? 1 : lanes / 4;
 constexpr int groupChannels = lanes < 4 ? 1 : 4;
-constexpr int chunkLength = 64;  ///< divides gaussRestart
+constexpr int chunkLength = 64;  ///< divides GaussRestart
 
 /// A group of rows that are blurred together; where fewer are left the last one stands in for the missing.
 struct RowGroup {
@@ -119,8 +119,9 @@ template <class Storage>
     Chunk<Storage> leading;
     Chunk<Storage> trailing;
     Chunk<Storage> blurred;
-    for (int x = 0; x < group.endOutput; x += chunkLength) {
-        if (x % gaussRestart == 0) {
+    const int restart = GaussRestart(p.radius);
+    for (int x = group.firstOutput / restart * restart; x < group.endOutput; x += chunkLength) {
+        if (x % restart == 0) {
             state = StartRows<Storage>(group, p, x);
         }
         leading.Gather(group, x + p.radius + 1);

@@ -14,11 +14,44 @@ struct HighPassParameters {
     float exponentFactor;  ///< -0.5 / max(threshold squared, 0.001)
 };
 
+/// WeightedSum: frames times their weights, in the order of the inputs. With `startsFromSum` input 0 is a
+/// sum, which is float and has no weight.
+struct WeightedSumParameters {
+    std::int32_t inputs;  ///< 1 to weightedMostInputs
+    bool startsFromSum;
+    const float* weights;  ///< one per input
+};
+constexpr std::int32_t weightedMostInputs = 22;
+
 /// DetectMotion and TemporalMultAddDetectMotion.
 struct DetectMotionParameters {
     float inverseLimit;  ///< 1 / the difference at which one channel alone drives the similarity to 0
     float weight;        ///< weight of the frame; read by TemporalMultAddDetectMotion only
 };
+
+/// GatedSum: two chains of steps, each of which gates the sum so far by its similarity to a frame and adds
+/// the frame. Inputs are the frames of the past half, then those of the future half, farthest first. The
+/// result is the sum of the future half, plus that of the past half (if there is one) gated by its similarity
+/// to input `joinFrame`.
+struct GatedSumParameters {
+    float inverseLimit;                     ///< as above
+    std::int32_t pastFrames, futureFrames;  ///< together 1 to gatedMostFrames; at least one future frame
+    std::int32_t joinFrame;
+    bool startsFromSum[2];  ///< the first input of the past, of the future half is a sum, which is float
+    const float* weights;   ///< one per input; that of a sum is not used
+    float* scratch;         ///< GatedSumScratchFloats floats for this call alone
+};
+
+/// A tile's rows of floats in the scratch: room for its columns, what all steps reach beyond them on both
+/// sides, and a whole vector.
+constexpr std::int32_t gatedMostFrames = 22;
+constexpr std::int32_t gatedTileColumns = 512;
+constexpr std::int32_t gatedRowFloats = 640;
+constexpr std::int32_t gatedMargin = 16;
+constexpr std::int64_t gatedStepFloats = (3 * 4 + 5) * gatedRowFloats;
+constexpr std::int64_t GatedSumScratchFloats(std::int32_t frames) {
+    return 2 * gatedMargin + gatedRowFloats + (std::int64_t{frames} + 1) * gatedStepFloats;
+}
 
 /// AffineSimilarityExp and AffineSimilarityExp3.
 struct SimilarityParameters {
@@ -36,6 +69,41 @@ struct GaussParameters {
     float storeMaximum;       ///< integer stores clamp to 0..storeMaximum, in code values
     bool subtractFromSource;  ///< GaussColumns only: store input 1 minus the blur, as float, normalised to
                               ///< white 1
+};
+
+/// Samples after which a line starts afresh: few enough that a picture falls into bands for several threads,
+/// and so many that a start, which visits 2N + 2 samples, costs little. A multiple of 64.
+constexpr std::int32_t GaussRestart(std::int32_t radius) {
+    constexpr std::int32_t unit = 320;
+    constexpr std::int32_t radiusForUnit = 40;
+    return unit * ((radius + radiusForUnit - 1) / radiusForUnit);
+}
+
+/// GaussBlur: both passes. A band begins and ends where the output does, or a multiple of GaussRestart
+/// samples from the first sample of the input on that axis.
+struct GaussBlurParameters {
+    GaussParameters alongX, alongY;
+    unsigned char* scratch;  ///< GaussStreamBytes for this call alone, aligned to 64
+};
+
+/// Rows of the ring between the passes: the window, and those of one group and one visit beyond.
+constexpr std::int32_t GaussRingRows(std::int32_t radius) {
+    return 2 * radius + 2 + 16;
+}
+
+/// For a band of `columns` columns, of samples of at most 4 bytes: the states of its samples, the rows of a
+/// visit, and the ring.
+constexpr std::int64_t GaussStreamBytes(std::int32_t columns, std::int32_t radius) {
+    constexpr std::int64_t stateFloats = 6;
+    const std::int64_t samples = 4 * static_cast<std::int64_t>(columns) + 16;
+    return samples * static_cast<std::int64_t>(sizeof(float)) * (stateFloats + 4 + GaussRingRows(radius));
+}
+
+/// AddBlurredHighPass and AddBlurredHighPassThreshold: AddHighPassN of input 0, the blur of input 1, and the
+/// blur of the sum in input 2.
+struct BlurredHighPassParameters {
+    GaussBlurParameters low, target;
+    HighPassParameters highPass;
 };
 
 /// Solid: one RGB colour, white is 1; alpha is stored as white.

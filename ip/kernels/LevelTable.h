@@ -4,6 +4,8 @@
 // MakeLevelKernels.
 
 #include "ip/kernels/FillKernels.h"
+#include "ip/kernels/GatedSumKernel.h"
+#include "ip/kernels/GaussBlurKernel.h"
 #include "ip/kernels/GaussColumnKernel.h"
 #include "ip/kernels/GaussRowKernel.h"
 #include "ip/kernels/Levels.h"
@@ -11,6 +13,7 @@
 #include "ip/kernels/PointKernels.h"
 #include "ip/kernels/SimilarityKernels.h"
 #include "ip/kernels/WarpKernel.h"
+#include "ip/kernels/WeightedSumKernel.h"
 
 namespace TQ::IP::TQ_LEVEL {
 namespace {
@@ -34,8 +37,13 @@ constexpr void FillFormat(LevelKernels& kernels, KernelFormat format) {
     set(KernelId::AddHighPassThresholdN, RunPoint<AddHighPass<Frame, true, true>>);
     set(KernelId::DetectMotion, RunMotion<DetectMotion<Frame>>);
     set(KernelId::TemporalMultAddDetectMotion, RunMotion<TemporalMultAddDetectMotion<Frame>>);
+    set(KernelId::WeightedSum, RunWeightedSum<Frame>);
+    set(KernelId::GatedSum, RunGatedSum<Frame>);
     set(KernelId::GaussRows, RunGaussRows<Storage>);
     set(KernelId::GaussColumns, RunGaussColumns<Storage>);
+    set(KernelId::GaussBlur, RunGaussBlur<Storage>);
+    set(KernelId::AddBlurredHighPass, RunAddBlurredHighPass<Frame, false>);
+    set(KernelId::AddBlurredHighPassThreshold, RunAddBlurredHighPass<Frame, true>);
     set(KernelId::GuidedCorrelation2, RunPoint<GuidedCorrelation2<Frame>>);
     set(KernelId::AffineSimilarity, RunPoint<AffineSimilarity<Frame>>);
     set(KernelId::AffineSimilarityExp, RunPoint<AffineSimilarityExp<Frame>>);

@@ -65,11 +65,44 @@ TQ_INLINE void SplitColumns(const Row0& a, const Row1& b, int x1, int x2, Direct
 /// the 1.
 TQ_INLINE F ChannelSimilarity(F a, F b, F k) {
     const F one = Splat(1);
-    return one - Min(Abs(a - b) * k, one);
+    return one - MinOfAbs((a - b) * k, one);
 }
 
 TQ_INLINE F ColorSimilarity(Color a, Color b, F k) {
     return ChannelSimilarity(a.r, b.r, k) * ChannelSimilarity(a.g, b.g, k) * ChannelSimilarity(a.b, b.b, k);
+}
+
+/// The similarity of a frame's colours to the mean of an accumulator. The accumulator's weight and the
+/// frame's white go into the factors k, so that each channel is one product apart from the difference.
+template <class Frame>
+TQ_INLINE F SimilarityToMean(const DetectMotionParameters& p, const unsigned char* frame, const Pixel& sum) {
+    const Color codes = Frame::LoadCodes(frame).rgb;
+    const F kOfCode = Splat(p.inverseLimit * Frame::unit);
+    const F kOfSum = Reciprocal(Max(sum.a, Splat(0.0001F))) * p.inverseLimit;
+    const F one = Splat(1);
+    const F r = MinOfAbs(MultiplySubtract(codes.r, kOfCode, sum.rgb.r * kOfSum), one);
+    const F g = MinOfAbs(MultiplySubtract(codes.g, kOfCode, sum.rgb.g * kOfSum), one);
+    const F b = MinOfAbs(MultiplySubtract(codes.b, kOfCode, sum.rgb.b * kOfSum), one);
+    const F s = one - r;
+    const F sg = SubtractProduct(s, s, g);
+    return SubtractProduct(sg, sg, b);
+}
+
+/// What the mask leaves of the accumulator, plus the frame.
+template <class Frame>
+TQ_INLINE Pixel AddGated(float weight, const unsigned char* frame, const Pixel& sum, F mask) {
+    const Pixel codes = Frame::LoadCodes(frame);
+    const F q = codes.a * (weight * Frame::unit);
+    return {MultiplyAdd(sum.rgb, mask, codes.rgb * (q * Frame::unit)), MultiplyAdd(sum.a, mask, q)};
+}
+
+/// The mean over the window from the sums of its columns, of which the third is that of the pixel.
+TQ_INLINE F MeanOfWindow(const float* sums) {
+    F sum = Read<F>(sums - motionReach);
+    for (int c = 1; c < motionWindow; ++c) {
+        sum += Read<F>(sums - motionReach + c);
+    }
+    return sum * motionMeanFactor;
 }
 
 /// Two frames; the mask is written to all four channels.
@@ -79,12 +112,16 @@ struct DetectMotion {
     using In0 = Frame;
     using In1 = Frame;
 
-    TQ_INLINE static F Similarity(const DetectMotionParameters& p, const Pixel& a, const Pixel& b) {
+    TQ_INLINE static F Similarity(const DetectMotionParameters& p, const unsigned char* first,
+                                  const unsigned char* second) {
+        const Pixel a = In0::Load(first);
+        const Pixel b = In1::Load(second);
         const F k = Splat(p.inverseLimit);
         return ColorSimilarity(a.rgb, b.rgb, k) * ChannelSimilarity(a.a, b.a, k);
     }
 
-    TQ_INLINE static Pixel At(const DetectMotionParameters&, const Pixel&, const Pixel&, F m) {
+    TQ_INLINE static Pixel At(const DetectMotionParameters&, const unsigned char*, const unsigned char*,
+                              F m) {
         return {{m, m, m}, m};
     }
 };
@@ -97,14 +134,14 @@ struct TemporalMultAddDetectMotion {
     using In0 = Frame;
     using In1 = Output;
 
-    TQ_INLINE static F Similarity(const DetectMotionParameters& p, const Pixel& frame, const Pixel& sum) {
-        const F scale = Splat(1) / Max(sum.a, Splat(0.0001F));
-        return ColorSimilarity(frame.rgb, sum.rgb * scale, Splat(p.inverseLimit));
+    TQ_INLINE static F Similarity(const DetectMotionParameters& p, const unsigned char* frame,
+                                  const unsigned char* sum) {
+        return SimilarityToMean<Frame>(p, frame, In1::Load(sum));
     }
 
-    TQ_INLINE static Pixel At(const DetectMotionParameters& p, const Pixel& frame, const Pixel& sum, F m) {
-        const F q = frame.a * p.weight;
-        return {MultiplyAdd(sum.rgb, m, frame.rgb * q), MultiplyAdd(sum.a, m, q)};
+    TQ_INLINE static Pixel At(const DetectMotionParameters& p, const unsigned char* frame,
+                              const unsigned char* sum, F m) {
+        return AddGated<Frame>(p.weight, frame, In1::Load(sum), m);
     }
 };
 
@@ -117,7 +154,7 @@ template <class Body>
 [[gnu::noinline]] void FillSimilarityVectors(float* s, const unsigned char* in0, const unsigned char* in1,
                                              int vectors, const DetectMotionParameters& p) {
     for (int i = 0; i < vectors; ++i) {
-        Write(s + i * lanes, Body::Similarity(p, Body::In0::Load(in0), Body::In1::Load(in1)));
+        Write(s + i * lanes, Body::Similarity(p, in0, in1));
         in0 += Body::In0::vectorBytes;
         in1 += Body::In1::vectorBytes;
     }
@@ -143,18 +180,13 @@ void FillSimilarityRow(MotionRow& row, const ImageView* inputs, int x1, int x2, 
     SplitColumns(row0, row1, x1 - motionReach, x2 + motionReach, direct, staged);
 }
 
-/// `sums` are those of the columns of s, from motionReach columns left of the first pixel on.
+/// `sums` are those of the columns of s, that of the first pixel first.
 template <class Body>
 [[gnu::noinline]] void FinishMotionVectors(unsigned char* output, const float* sums, const unsigned char* in0,
                                            const unsigned char* in1, int vectors,
                                            const DetectMotionParameters& p) {
     for (int i = 0; i < vectors; ++i) {
-        F sum = Read<F>(sums);
-        for (int c = 1; c < motionWindow; ++c) {
-            sum += Read<F>(sums + c);
-        }
-        const F m = sum * motionMeanFactor;
-        Body::Output::Store(output, Body::At(p, Body::In0::Load(in0), Body::In1::Load(in1), m));
+        Body::Output::Store(output, Body::At(p, in0, in1, MeanOfWindow(sums)));
         sums += lanes;
         output += Body::Output::vectorBytes;
         in0 += Body::In0::vectorBytes;
@@ -181,7 +213,7 @@ void FinishMotionRow(const ImageView& output, const ImageView* inputs, int x1, i
     const ClampedRow<typename Body::In1> row1(inputs[1], y);
     MotionRow sumsOfRows;
     AddRows(sumsOfRows, rows, x2 - x1 + 2 * motionReach);
-    const float* sums = sumsOfRows.s - x1;
+    const float* sums = sumsOfRows.s + motionReach - x1;
     const auto target = [&](int x) { return PixelAt(output, x, y, Body::Output::pixelBytes); };
     const auto direct = [&](int x, int vectors) {
         FinishMotionVectors<Body>(target(x), sums + x, row0.At(x), row1.At(x), vectors, p);

@@ -33,7 +33,8 @@ TQ_INLINE Color MultiplyAdd(Color x, F factor, Color y) {
     return {MultiplyAdd(x.r, factor, y.r), MultiplyAdd(x.g, factor, y.g), MultiplyAdd(x.b, factor, y.b)};
 }
 
-/// The storage types: four channels of `lanes` pixels as normalised floats, and samples as code values.
+/// The storage types: four channels of `lanes` pixels as normalised floats or as code values, and samples as
+/// code values.
 struct ByteStorage {
     using Channel = std::uint8_t;
     static constexpr float white = 255;
@@ -41,7 +42,14 @@ struct ByteStorage {
     TQ_INLINE static void Load(const unsigned char* source, F (&c)[4]) {
         const I pixels = Read<I>(source);
         for (int i = 0; i < 4; ++i) {
-            c[i] = UnitFromCode((pixels >> (8 * i)) & 0xFF, white);
+            c[i] = UnitFromCode(ByteOf(pixels, i), white);
+        }
+    }
+
+    TQ_INLINE static void LoadCodes(const unsigned char* source, F (&c)[4]) {
+        const I pixels = Read<I>(source);
+        for (int i = 0; i < 4; ++i) {
+            c[i] = ToFloat(ByteOf(pixels, i));
         }
     }
 
@@ -72,6 +80,14 @@ struct ShortStorage {
         }
     }
 
+    TQ_INLINE static void LoadCodes(const unsigned char* source, F (&c)[4]) {
+        I pairs[2];
+        LoadPairs(source, pairs[0], pairs[1]);
+        for (int i = 0; i < 4; ++i) {
+            c[i] = ToFloat((pairs[i / 2] >> (16 * (i & 1))) & 0xFFFF);
+        }
+    }
+
     TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) {
         StorePairs(target, CodeFromUnit(c[0], white) | (CodeFromUnit(c[1], white) << 16),
                    CodeFromUnit(c[2], white) | (CodeFromUnit(c[3], white) << 16));
@@ -88,6 +104,7 @@ struct FloatStorage {
     static constexpr float white = 1;
 
     TQ_INLINE static void Load(const unsigned char* source, F (&c)[4]) { LoadFloats(source, c); }
+    TQ_INLINE static void LoadCodes(const unsigned char* source, F (&c)[4]) { LoadFloats(source, c); }
     TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) { StoreFloats(target, c); }
     TQ_INLINE static F LoadSamples(const unsigned char* source) { return Read<F>(source); }
     TQ_INLINE static void StoreSamples(unsigned char* target, F y, F /*maximum*/) { Write(target, y); }
@@ -102,10 +119,27 @@ struct Pixels {
     static constexpr int vectorBytes = lanes * pixelBytes;
     static constexpr int firstColor = Alpha == 0 ? 1 : 0;
 
+    static constexpr float unit = 1.0F / Storage::white;  ///< what a code value of 1 stands for
+
     TQ_INLINE static Pixel Load(const unsigned char* source) {
         F c[4];
         Storage::Load(source, c);
         return {{c[firstColor], c[firstColor + 1], c[firstColor + 2]}, c[Alpha]};
+    }
+
+    TQ_INLINE static Pixel LoadCodes(const unsigned char* source) {
+        F c[4];
+        Storage::LoadCodes(source, c);
+        return {{c[firstColor], c[firstColor + 1], c[firstColor + 2]}, c[Alpha]};
+    }
+
+    /// A channel as it comes back after it was stored.
+    TQ_INLINE static F AsStored(F value) {
+        if constexpr (sizeof(typename Storage::Channel) == sizeof(float)) {
+            return value;
+        } else {
+            return UnitFromCode(CodeFromUnit(value, Storage::white), Storage::white);
+        }
     }
 
     TQ_INLINE static void Store(unsigned char* target, const Pixel& pixel) {

@@ -28,6 +28,24 @@ TQ_INLINE F MultiplySubtract(F a, F b, F c) {
     return _mm512_fmsub_ps(a, b, c);
 }
 
+/// a - b * c
+TQ_INLINE F SubtractProduct(F a, F b, F c) {
+    return _mm512_fnmadd_ps(b, c, a);
+}
+
+/// min(|value|, limit) for positive limits; `limit` when `value` is not a number.
+TQ_INLINE F MinOfAbs(F value, F limit) {
+    constexpr int smallerMagnitude = 2;
+    constexpr int withoutSign = 2 << 2;
+    return _mm512_range_ps(value, limit, smallerMagnitude | withoutSign);
+}
+
+/// 1 / value, to the last bit or two: an estimate of 14 bits and one step of Newton's method.
+TQ_INLINE F Reciprocal(F value) {
+    const F estimate = _mm512_rcp14_ps(value);
+    return MultiplyAdd(estimate, SubtractProduct(Splat(1), value, estimate), estimate);
+}
+
 TQ_INLINE I RoundToNearest(F value) {
     return reinterpret_cast<I>(_mm512_cvtps_epi32(value));
 }

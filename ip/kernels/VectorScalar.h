@@ -33,6 +33,25 @@ TQ_INLINE F MultiplySubtract(F a, F b, F c) {
     return a * b - c;
 }
 
+/// a - b * c
+TQ_INLINE F SubtractProduct(F a, F b, F c) {
+    return a - b * c;
+}
+
+/// min(|value|, limit); `limit` when `value` is not a number.
+TQ_INLINE F MinOfAbs(F value, F limit) {
+    return Min(Abs(value), limit);
+}
+
+/// 1 / value, to the last bit or two.
+TQ_INLINE F Reciprocal(F value) {
+    return 1.0F / value;
+}
+
+TQ_INLINE I ByteOf(I value, int i) {
+    return (value >> (8 * i)) & 0xFF;
+}
+
 TQ_INLINE F ToFloat(I value) {
     return static_cast<float>(value);
 }

@@ -28,6 +28,15 @@ TQ_INLINE F MultiplySubtract(F a, F b, F c) {
     return a * b - c;
 }
 
+/// a - b * c
+TQ_INLINE F SubtractProduct(F a, F b, F c) {
+    return a - b * c;
+}
+
+TQ_INLINE F Reciprocal(F value) {
+    return Splat(1) / value;
+}
+
 TQ_INLINE I RoundToNearest(F value) {
     return reinterpret_cast<I>(_mm_cvtps_epi32(value));
 }

@@ -1,0 +1,75 @@
+#pragma once
+
+// WeightedSum: a whole chain of TemporalAdd2 steps. Included by the level files only; see Vector.h.
+
+#include "ip/kernels/PointKernels.h"
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+/// One row of every input, from the same column on.
+struct SumInputs {
+    const unsigned char* rows[weightedMostInputs];
+};
+
+/// `vectors` whole vectors. Prefetching is left to the processor, which follows this many rows.
+template <class Frame>
+[[gnu::noinline]] void AddVectors(unsigned char* output, const SumInputs& inputs, int vectors,
+                                  const WeightedSumParameters& p) {
+    using Sum = Pixels<FloatStorage, Frame::alpha>;
+    const int first = p.startsFromSum ? 1 : 0;
+    for (int i = 0; i < vectors; ++i) {
+        Pixel sum{};
+        if (p.startsFromSum) {
+            sum = Sum::Load(inputs.rows[0] + i * Sum::vectorBytes);
+        }
+        for (int f = first; f < p.inputs; ++f) {
+            const Pixel codes = Frame::LoadCodes(inputs.rows[f] + i * Frame::vectorBytes);
+            const F q = codes.a * (p.weights[f] * Frame::unit);
+            sum = {MultiplyAdd(codes.rgb, q * Frame::unit, sum.rgb), sum.a + q};
+        }
+        Sum::Store(output + i * Sum::vectorBytes, sum);
+    }
+}
+
+template <class Frame>
+void AddRow(unsigned char* output, const SumInputs& inputs, int width, const WeightedSumParameters& p) {
+    using Sum = Pixels<FloatStorage, Frame::alpha>;
+    const int vectors = width / lanes;
+    const int done = vectors * lanes;
+    AddVectors<Frame>(output, inputs, vectors, p);
+    if (done == width) {
+        return;
+    }
+    unsigned char buffers[weightedMostInputs + 1][Sum::vectorBytes];
+    SumInputs rest;
+    for (int f = 0; f < p.inputs; ++f) {
+        const int bytes = f == 0 && p.startsFromSum ? Sum::pixelBytes : Frame::pixelBytes;
+        __builtin_memset(buffers[f], 0, sizeof(buffers[f]));
+        Copy(buffers[f], inputs.rows[f] + done * bytes, (width - done) * bytes);
+        rest.rows[f] = buffers[f];
+    }
+    unsigned char* result = buffers[weightedMostInputs];
+    AddVectors<Frame>(result, rest, 1, p);
+    Copy(output + done * Sum::pixelBytes, result, (width - done) * Sum::pixelBytes);
+}
+
+template <class Frame>
+bool RunWeightedSum(const ImageView& output, const ImageView* inputs, const Bounds& band,
+                    const void* parameters, Image::Progress& progress) {
+    using Sum = Pixels<FloatStorage, Frame::alpha>;
+    const auto& p = *static_cast<const WeightedSumParameters*>(parameters);
+    for (int y = band.y1; y < band.y2; ++y) {
+        SumInputs rows;
+        for (int f = 0; f < p.inputs; ++f) {
+            const int bytes = f == 0 && p.startsFromSum ? Sum::pixelBytes : Frame::pixelBytes;
+            rows.rows[f] = PixelAt(inputs[f], band.x1, y, bytes);
+        }
+        AddRow<Frame>(PixelAt(output, band.x1, y, Sum::pixelBytes), rows, band.x2 - band.x1, p);
+        ReportRow(progress, band, y);
+    }
+    return true;
+}
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL
