@@ -201,24 +201,5 @@ bool RunPoint(const ImageView& output, const ImageView* inputs, const Bounds& ba
     return true;
 }
 
-/// The colours of input 0 with the alpha of input 1, as they are stored.
-template <class Frame>
-bool RunCopyAlpha(const ImageView& output, const ImageView* inputs, const Bounds& band, const void*,
-                  Image::Progress& progress) {
-    using Channel = typename Frame::Storage::Channel;
-    struct Stored {
-        Channel c[4];
-    };
-    for (int y = band.y1; y < band.y2; ++y) {
-        for (int x = band.x1; x < band.x2; ++x) {
-            auto pixel = Read<Stored>(PixelAt(inputs[0], x, y, sizeof(Stored)));
-            pixel.c[Frame::alpha] = Read<Stored>(PixelAt(inputs[1], x, y, sizeof(Stored))).c[Frame::alpha];
-            Write(PixelAt(output, x, y, sizeof(Stored)), pixel);
-        }
-        ReportRow(progress, band, y);
-    }
-    return true;
-}
-
 }  // namespace
 }  // namespace TQ::IP::TQ_LEVEL

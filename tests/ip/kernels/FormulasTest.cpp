@@ -385,6 +385,17 @@ TEST_P(ExactValues, ARampWithCoincidingStopsHasNoGaps) {
     expect(16, 0, 0.5, 0.5);
     expect(24, 1, 1, 1);
     expect(32, 1, 1, 1);
+    // A single stretch, out of the range of what is stored.
+    const RampParameters beyond{
+        0, 1, {0, 0}, {1 / 32.0F, 0}, {{-9, 3, 0}, {-1, 3, 0}, {1, -1, 1e30F}, {1, -1, 1e30F}}};
+    TestImage bytes(StorageOf(KernelFormat::Byte_RGBA), {0, 0, 33, 1}, false);
+    Run(KernelId::Ramp, KernelFormat::Byte_RGBA, bytes, {}, &beyond);
+    for (const auto& [x, red, green, blue] :
+         {std::array{8, 0, 255, 255}, {20, 64, 128, 255}, {32, 255, 0, 255}}) {
+        EXPECT_NEAR(bytes.Code(x, 0, 0), red, 1) << x;
+        EXPECT_NEAR(bytes.Code(x, 0, 1), green, 1) << x;
+        EXPECT_NEAR(bytes.Code(x, 0, 2), blue, 1) << x;
+    }
     // No direction: everything lies at the start.
     const RampParameters point{0.5F, 0.5F, {8, 0}, {0, 0}, {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1}}};
     Run(KernelId::Ramp, KernelFormat::Float_BGRA, output, {}, &point);

@@ -173,6 +173,33 @@ TEST_P(EveryKernel, LeavesAnEmptyBandAlone) {
     });
 }
 
+// Large outputs are stored in another way, as far as the places of the pixels allow it.
+TEST_P(EveryKernel, GivesALargeImageTheSamePixels) {
+    const KernelRow& row = GetParam();
+    constexpr std::int64_t farRow = 1 << 20;
+    std::vector<unsigned char> large(8 * farRow + 4096);
+    unsigned char* aligned = large.data() + 64 - reinterpret_cast<std::uintptr_t>(large.data()) % 64;
+    ForEachInstance([&](IsaLevel level, KernelFormat format) {
+        const Scene scene(row, format, 61, 9, 7, 0xFF);
+        const TestImage expected = RunLevel(level, row, format, scene, scene.bounds, 4);
+        const std::int64_t bytes = 61 * expected.Format().PixelBytes();
+        const Parameters parameters(row, scene.storage, 4);
+        RecordingProgress progress;
+        for (const std::int64_t shift : {0, 4, 16}) {
+            const ImageView view{scene.bounds, aligned + shift, farRow};
+            FindKernel(level, row.id, format)(view, scene.views.data(), scene.bounds, parameters.Get(),
+                                              progress);
+            for (int y = 0; y < 9; ++y) {
+                const unsigned char* got = view.data + y * farRow;
+                const unsigned char* wanted = expected.View().data + y * expected.View().rowBytes;
+                EXPECT_TRUE(std::equal(got, got + bytes, wanted)) << "row " << y << ", shift " << shift;
+                EXPECT_TRUE(got[-1] == 0 && got[bytes] == 0) << "wrote outside";
+                std::fill_n(view.data + y * farRow, bytes, 0);
+            }
+        }
+    });
+}
+
 INSTANTIATE_TEST_SUITE_P(Kernels, EveryKernel, testing::ValuesIn(kernelRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
