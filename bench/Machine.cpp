@@ -1,5 +1,7 @@
 #include "bench/Machine.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -25,7 +27,7 @@ std::size_t StreamBytes() {
     return std::size_t{GetOptions().quick ? 32U : 512U} << 20;
 }
 
-constexpr int repetitions = 5;
+constexpr int repetitions = 7;
 
 using Clock = std::chrono::steady_clock;
 
@@ -95,6 +97,14 @@ STEADYLUX_MACHINE_LOOPS(Sse, "sse2", 16)
 
 #undef STEADYLUX_MACHINE_LOOPS
 
+void WritePastCaches(unsigned char* block, std::size_t size) {
+    const __m128i value = _mm_set1_epi8(7);
+    for (std::size_t i = 0; i < size; i += sizeof value) {
+        _mm_stream_si128(reinterpret_cast<__m128i*>(block + i), value);
+    }
+    _mm_sfence();
+}
+
 constexpr int chains = 12;
 constexpr std::int64_t chainSteps = 20'000'000;
 
@@ -151,6 +161,9 @@ MachineBounds Measure(int threads) {
                                     const auto index = static_cast<std::size_t>(thread);
                                     std::memcpy(targets[index].Data(), sources[index].Data(), size);
                                 });
+    bounds.writeBytesPerSecond = total / BestSeconds(threads, [&](int thread) {
+                                     WritePastCaches(targets[static_cast<std::size_t>(thread)].Data(), size);
+                                 });
     const double operations = 2.0 * chains * loops.lanes * static_cast<double>(chainSteps) * threads;
     bounds.multiplyAddsFlops =
         operations / BestSeconds(threads, [&](int) { floatSink = loops.multiplyAdds(chainSteps); });
@@ -166,7 +179,8 @@ const MachineBounds& MeasureMachine(int threads) {
 }
 
 double LeastSeconds(const MachineBounds& machine, double bytesMoved, double operations) {
-    const double bandwidth = std::max(machine.readBytesPerSecond, machine.copyBytesPerSecond);
+    const double bandwidth =
+        std::max({machine.readBytesPerSecond, machine.copyBytesPerSecond, machine.writeBytesPerSecond});
     return std::max(bytesMoved / bandwidth, operations / machine.multiplyAddsFlops);
 }
 

@@ -5,9 +5,10 @@ namespace TQ::Bench {
 /// What this machine can do at most, measured in the same run as the results that stand beside it.
 struct MachineBounds {
     int threads;
-    double readBytesPerSecond;  ///< all threads together, streaming over memory far larger than the caches
-    double copyBytesPerSecond;  ///< the same for a copy, bytes read plus bytes written
-    double multiplyAddsFlops;   ///< single precision, a fused multiply-add counting as two operations
+    double readBytesPerSecond;   ///< all threads together, streaming over memory far larger than the caches
+    double copyBytesPerSecond;   ///< the same for a copy, bytes read plus bytes written
+    double writeBytesPerSecond;  ///< the same for stores past the caches, which fetch nothing
+    double multiplyAddsFlops;    ///< single precision, a fused multiply-add counting as two operations
 };
 
 /// Measures with `threads` threads at once; about two seconds and 1 GiB a thread. Later calls with the same

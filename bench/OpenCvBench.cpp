@@ -13,11 +13,14 @@
 #include <vector>
 
 #include "bench/OpenCvDeflicker.h"
+#include "bench/OpenCvSimilarity.h"
 #include "bench/Options.h"
 #include "bench/Pictures.h"
 #include "bench/Subjects.h"
 #include "bench/Window.h"
 #include "effect/Presets.h"
+#include "ip/Evaluation.h"
+#include "ip/filters/AffineSimilarityFilter.h"
 #include "ip/filters/GaussianBlurFilter.h"
 #include "ip/filters/WarpFilter.h"
 
@@ -127,31 +130,75 @@ void CompareWarp(int bits) {
     PrintDifference(std::string("Warp") + (bits == 8 ? ", 8-bit" : ", float"), MatOf(output), theirs, 0);
 }
 
-void RegisterWarp(int bits) {
-    const std::string name = PeerName("remap linear", bits);
+/// `isFixed`: the map made integers beforehand, which is not in the time.
+void RegisterWarp(int bits, bool isFixed) {
+    const std::string name = PeerName(isFixed ? "remap linear, integer map" : "remap linear", bits);
     RegisterTimed(name, [=](benchmark::State& state) {
         PictureRing& sources = FullRing(bits, Content::Frame);
         PictureRing& targets = FullRing(bits, Content::Output);
-        const cv::Mat map = MapOf(FullRing(32, Content::Flow).First());
+        cv::Mat map = MapOf(FullRing(32, Content::Flow).First());
+        cv::Mat fractions;
+        if (isFixed) {
+            const cv::Mat positions = map.clone();
+            cv::convertMaps(positions, cv::noArray(), map, fractions, CV_16SC2);
+        }
         for (auto _ : state) {
-            RemapOpenCv(MatOf(sources.Next()), MatOf(targets.Next()), map);
+            cv::remap(MatOf(sources.Next()), MatOf(targets.Next()), map, fractions, cv::INTER_LINEAR,
+                      cv::BORDER_REPLICATE);
         }
     });
     ComparePair(NameOf("filter", "Warp", bits, GetOptions().threads), name);
 }
 
-void RegisterHalve(int bits) {
-    const std::string name = PeerName("resize cubic to half", bits);
+/// Ours has eight taps when it halves, as Lanczos has; the cubic has four, and so aliases.
+void RegisterHalve(int bits, const std::string& function, int interpolation) {
+    const std::string name = PeerName("resize " + function + " to half", bits);
     RegisterTimed(name, [=](benchmark::State& state) {
         const IP::Bounds half{0, 0, GetOptions().Width() / 2, GetOptions().Height() / 2};
         PictureRing& sources = FullRing(bits, Content::Frame);
         PictureRing& targets = RingOf(half, bits, Content::Output);
         for (auto _ : state) {
             const cv::Mat target = MatOf(targets.Next());
-            cv::resize(MatOf(sources.Next()), target, target.size(), 0, 0, cv::INTER_CUBIC);
+            cv::resize(MatOf(sources.Next()), target, target.size(), 0, 0, interpolation);
         }
     });
     ComparePair(NameOf("filter", "Halve", bits, GetOptions().threads), name);
+}
+
+// As the filter's row has them.
+constexpr float similarityWindow = 2.0F;
+constexpr float similaritySigma = 0.1F;
+
+void CompareSimilarity(int bits) {
+    PooledHost& host = HostWith(GetOptions().threads);
+    IP::Layer& a = FullRing(bits, Content::Frame).First();
+    IP::Layer& b = FullRing(bits, Content::MovedFrame).First();
+    const auto filter = std::make_shared<IP::AffineSimilarityFilter>(
+        std::make_shared<IP::FilterLayer>(&a), std::make_shared<IP::FilterLayer>(&b),
+        IP::AffineSimilarityParams::Make(similarityWindow, similarityWindow, similaritySigma), false);
+    IP::Layer& target = FullRing(bits, Content::Output).First();
+    const auto output = std::make_shared<IP::Layer>(host);
+    output->ShareRegion(target, target.Bounds());
+    IP::RenderGraph(filter, host, output);
+    cv::Mat theirs;
+    OpenCvSimilarity(similarityWindow, similaritySigma).Compare(MatOf(a), MatOf(b), theirs);
+    PrintDifference(std::string("AffineSimilarity") + (bits == 8 ? ", 8-bit" : ", float"), MatOf(target),
+                    theirs, 0);
+}
+
+void RegisterSimilarity(int bits) {
+    const std::string name = PeerName("similarity of its calls", bits);
+    RegisterTimed(name, [=](benchmark::State& state) {
+        PictureRing& sources = FullRing(bits, Content::Frame);
+        PictureRing& others = FullRing(bits, Content::MovedFrame);
+        PictureRing& targets = FullRing(bits, Content::Output);
+        OpenCvSimilarity similarity(similarityWindow, similaritySigma);
+        for (auto _ : state) {
+            cv::Mat target = MatOf(targets.Next());
+            similarity.Compare(MatOf(sources.Next()), MatOf(others.Next()), target);
+        }
+    });
+    ComparePair(NameOf("filter", "AffineSimilarity", bits, GetOptions().threads), name);
 }
 
 /// With the settings of our flow, on grey pictures that are there already.
@@ -237,8 +284,12 @@ void RegisterOpenCv() {
             RegisterBlur(bits, sigma);
         }
         CompareWarp(bits);
-        RegisterWarp(bits);
-        RegisterHalve(bits);
+        RegisterWarp(bits, false);
+        RegisterWarp(bits, true);
+        RegisterHalve(bits, "cubic", cv::INTER_CUBIC);
+        RegisterHalve(bits, "Lanczos", cv::INTER_LANCZOS4);
+        CompareSimilarity(bits);
+        RegisterSimilarity(bits);
     }
     RegisterFlow();
     CompareFrame();
