@@ -10,8 +10,9 @@ namespace TQ::App {
 namespace {
 
 // Names that people use, and the set-up of the encoders that need one. Red-green-blue goes through without
-// loss. The encoder shares the processor with the effect: "veryfast" gives the quality of "medium" in a third
-// of its time and files that are a fifth larger.
+// loss. The encoder shares the processor with the effect: "veryfast" at 15 gives the quality of "medium" at
+// 16 in a quarter of its time, in files that are as large for noisy pictures and a third larger for clean
+// ones.
 constexpr struct {
     const char* name;
     const char* encoder;
@@ -24,9 +25,9 @@ constexpr struct {
     const char* losslessOptions;  // for sources in red, green and blue
     bool wantsEvenSizes;          // along axes where chroma is subsampled
 } encoderSetups[] = {
-    {"libx264", "preset=veryfast:crf=16:rc-lookahead=10:x264-params=sync-lookahead=0",
+    {"libx264", "preset=veryfast:crf=15:rc-lookahead=10:x264-params=sync-lookahead=0",
      "preset=veryfast:qp=0:rc-lookahead=10", true},
-    {"libx264rgb", "preset=veryfast:crf=16", "preset=veryfast:qp=0:rc-lookahead=10", true},
+    {"libx264rgb", "preset=veryfast:crf=15", "preset=veryfast:qp=0:rc-lookahead=10", true},
     {"libx265", "preset=medium:crf=16:x265-params=log-level=none",
      "preset=fast:x265-params=lossless=1\\:log-level=none", true},
     {"ffv1", "level=3:slicecrc=1", "level=3:slicecrc=1", false},
