@@ -56,7 +56,7 @@ constexpr void FillFormat(LevelKernels& kernels, KernelFormat format) {
     set(KernelId::Ramp, RunRamp<Frame, BlueFirst>);
 #endif
 #ifdef TQ_LEVEL_IS_BASELINE
-    set(KernelId::TemporalBlend, RunPoint<TemporalBlend<Frame>>);
+    set(KernelId::TemporalBlend, RunTemporalBlend<Frame>);
     set(KernelId::CopyAlpha, RunCopyAlpha<Frame>);
 #endif
 }

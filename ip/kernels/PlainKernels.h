@@ -57,5 +57,57 @@ bool RunCopyAlpha(const ImageView& output, const ImageView* inputs, const Bounds
     return true;
 }
 
+/// The four channels of a pixel, white at 1.
+template <class Storage>
+TQ_INLINE __m128 LoadUnits(const unsigned char* source) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128 scale = _mm_set1_ps(1.0F / Storage::white);
+    if constexpr (sizeof(typename Storage::Channel) == 1) {
+        const __m128i bytes = _mm_cvtsi32_si128(Read<std::int32_t>(source));
+        return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero)) * scale;
+    } else if constexpr (sizeof(typename Storage::Channel) == 2) {
+        return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_cvtsi64_si128(Read<std::int64_t>(source)), zero)) *
+               scale;
+    } else {
+        return Read<__m128>(source);
+    }
+}
+
+/// The frame, scaled to the sum's weight, moved towards the sum by the mask.
+template <class Frame>
+bool RunTemporalBlend(const ImageView& output, const ImageView* inputs, const Bounds& band,
+                      const void* parameters, Image::Progress& progress) {
+    using Storage = typename Frame::Storage;
+    using Channel = typename Storage::Channel;
+    using Sum = Pixels<FloatStorage, Frame::alpha>;
+    constexpr int alpha = Frame::alpha;
+    const __m128 keptChannel = _mm_castsi128_ps(AlphaBits<Sum>());
+    const float weight = static_cast<const WeightParameters*>(parameters)->weight / Storage::white;
+    const bool stream = IsStreamed(output, Sum::pixelBytes);
+    for (int y = band.y1; y < band.y2; ++y) {
+        unsigned char* target = PixelAt(output, band.x1, y, Sum::pixelBytes);
+        const unsigned char* frame = PixelAt(inputs[0], band.x1, y, Frame::pixelBytes);
+        const unsigned char* sums = PixelAt(inputs[1], band.x1, y, Sum::pixelBytes);
+        const unsigned char* mask = PixelAt(inputs[2], band.x1, y, Frame::pixelBytes);
+        for (int x = band.x1; x < band.x2; ++x) {
+            const auto sum = Read<__m128>(sums);
+            const __m128 share =
+                _mm_set1_ps(static_cast<float>(Read<Channel>(mask + alpha * sizeof(Channel))) * weight);
+            const __m128 scaled = LoadUnits<Storage>(frame) * _mm_shuffle_ps(sum, sum, alpha * 0x55);
+            const __m128 blended = (sum - scaled) * share + scaled;
+            const __m128i result =
+                Select(_mm_castps_si128(blended), _mm_castps_si128(sum), _mm_castps_si128(keptChannel));
+            StoreOrStream(target, result, stream);
+            target += Sum::pixelBytes;
+            frame += Frame::pixelBytes;
+            sums += Sum::pixelBytes;
+            mask += Frame::pixelBytes;
+        }
+        ReportRow(progress, band, y);
+    }
+    EndStream();
+    return true;
+}
+
 }  // namespace
 }  // namespace TQ::IP::TQ_LEVEL

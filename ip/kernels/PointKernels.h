@@ -78,21 +78,6 @@ struct TemporalAddMask {
     }
 };
 
-/// The frame, scaled to the sum's weight, moved towards the sum by the mask.
-template <class Frame>
-struct TemporalBlend {
-    using Output = Pixels<FloatStorage, Frame::alpha>;
-    using In0 = Frame;
-    using In1 = Output;
-    using In2 = Frame;
-    using Parameters = WeightParameters;
-
-    TQ_INLINE static Pixel At(const Parameters& p, Pixel frame, Pixel sum, Pixel mask) {
-        const Color scaled = frame.rgb * sum.a;
-        return {MultiplyAdd(sum.rgb - scaled, mask.a * p.weight, scaled), sum.a};
-    }
-};
-
 /// What turns a sum into a mean; 1 where nothing was summed.
 TQ_INLINE F InverseWeight(F weight) {
     const F one = Splat(1);
