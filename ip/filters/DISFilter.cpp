@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ip/filters/DISFlow.h"
+#include "ip/filters/DISGradientsFilter.h"
 #include "ip/filters/DISPyramidFilter.h"
 #include "ip/records/Exception.h"
 
@@ -14,6 +15,7 @@ constexpr std::int32_t firstEffectiveExtraLevel = 2;
 constexpr std::int32_t mostLevels = 30;
 /// Resize, grey, two gradients' and sums' stages, search, densification, enlargement.
 constexpr int stagesPerLevel = 7;
+constexpr std::size_t pictureCount = 2;
 
 struct PresetRow {
     std::int32_t finestScale, patchStride, gradientDescentIterations, variationalIterations;
@@ -93,6 +95,9 @@ void DISFilter::ExpandGraph(Host& /*expandHost*/, GPGPUContext* context,
             ReplaceInput(std::make_shared<DISPyramidFilter>(inputs[i], frame, LevelsOf(frame)), i);
         }
     }
+    if (inputs.size() == pictureCount) {
+        AddInput(std::make_shared<DISGradientsFilter>(inputs[0], LevelsOf(frame)));
+    }
 }
 
 Bounds DISFilter::GetBounds() const {
@@ -117,7 +122,7 @@ std::uint64_t DISFilter::ExtraMemoryNeeded(const GPGPUContext* /*context*/, cons
     if (IsEmpty(frame) || IsInfinite(frame) || LevelsOf(frame).IsNone()) {
         return 0;
     }
-    return DISFlow::MemoryNeeded(LevelsOf(frame), _settings.patchStride);
+    return DISFlow::MemoryNeeded(LevelsOf(frame));
 }
 
 void DISFilter::RunHost(Host& runHost, Layer& target, const std::vector<Layer*>& layers) {
@@ -130,9 +135,9 @@ void DISFilter::RunHost(Host& runHost, Layer& target, const std::vector<Layer*>&
     if (levels.IsNone() || IsEmpty(Intersect(frame, target.Bounds()))) {
         return;
     }
-    std::unique_ptr<Layer> built[2];
-    const Layer* pyramids[2];
-    for (std::size_t i = 0; i < 2; ++i) {
+    std::unique_ptr<Layer> built[pictureCount + 1];
+    const Layer* pyramids[pictureCount];
+    for (std::size_t i = 0; i < pictureCount; ++i) {
         pyramids[i] = layers.at(i);
         if (!IsPyramid(*inputs[i])) {
             built[i] = std::make_unique<Layer>(runHost);
@@ -141,12 +146,19 @@ void DISFilter::RunHost(Host& runHost, Layer& target, const std::vector<Layer*>&
             pyramids[i] = built[i].get();
         }
     }
+    const Layer* gradients = layers.size() > pictureCount ? layers[pictureCount] : nullptr;
+    if (gradients == nullptr) {
+        built[pictureCount] = std::make_unique<Layer>(runHost);
+        built[pictureCount]->Allocate(DISGradientsBounds(levels), 8, 4);
+        BuildDISGradients(runHost, *built[pictureCount], *pyramids[0], levels);
+        gradients = built[pictureCount].get();
+    }
     ProgressState::Level& stages = runHost.GetProgressState().levels[0];
     if (!stages.locked) {
         stages = {0, static_cast<std::uint64_t>(ProgressSteps()), 1, false};
     }
-    DISFlow(runHost, levels, _settings.patchStride, _settings.gradientDescentIterations, bands)
-        .Run(target, frame, *pyramids[0], *pyramids[1]);
+    DISFlow(runHost, levels, _settings.gradientDescentIterations, bands)
+        .Run(target, frame, {*pyramids[0], *pyramids[1], *gradients});
 }
 
 // The stages are launched one by one by RunHost.

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "ip/filters/DISGradientsFilter.h"
 #include "ip/filters/DISParts.h"
 #include "ip/filters/DISPyramidFilter.h"
 
@@ -12,7 +13,6 @@ namespace TQ::IP {
 namespace {
 
 constexpr int rowsPerPart = 64;
-constexpr int structureSums = 5;
 
 std::unique_ptr<Memory> NewMemory(Host& host, std::int64_t count, std::size_t size) {
     return std::make_unique<Memory>(host, static_cast<std::size_t>(count) * size);
@@ -48,29 +48,24 @@ std::int64_t PatchesOf(const DISLevels& levels) {
 
 }  // namespace
 
-DISFlow::DISFlow(Host& host, const DISLevels& levels, std::int32_t patchStride, std::int32_t iterations,
-                 std::int32_t bands)
+DISFlow::DISFlow(Host& host, const DISLevels& levels, std::int32_t iterations, std::int32_t bands)
     : _host(host),
       _levels(levels),
-      _stride(patchStride),
       _iterations(iterations),
       _bands(bands),
       _kernels(BestFlowKernels()),
       _pixels(PixelsOf(levels, levels.Finest())),
       _patches(PatchesOf(levels)),
       _coarserPixels(CoarserPixelsOf(levels)),
-      _gradients(NewMemory(host, 2 * _pixels, sizeof(std::int16_t))),
-      _sums(NewMemory(host, structureSums * _patches, sizeof(std::int32_t))),
       _displacements(NewMemory(host, 2 * _patches, sizeof(float))),
       _flow(NewMemory(host, 2 * (_pixels + _coarserPixels), sizeof(float))) {
 }
 
-std::uint64_t DISFlow::MemoryNeeded(const DISLevels& levels, std::int32_t patchStride) {
+std::uint64_t DISFlow::MemoryNeeded(const DISLevels& levels) {
     const std::int64_t pixels = PixelsOf(levels, levels.Finest());
     const std::int64_t patches = PatchesOf(levels);
-    const std::int64_t scratch = DensifyScratch(levels.At(levels.Finest()).width, patchStride);
-    const std::int64_t words =
-        pixels + (structureSums + 2) * patches + 2 * (pixels + CoarserPixelsOf(levels)) + scratch;
+    const std::int64_t scratch = DensifyScratch(levels.At(levels.Finest()).width, levels.Stride());
+    const std::int64_t words = 2 * patches + 2 * (pixels + CoarserPixelsOf(levels)) + scratch;
     return static_cast<std::uint64_t>(words) * sizeof(float);
 }
 
@@ -81,48 +76,30 @@ DISFlow::Plane DISFlow::PlaneOf(std::int32_t index) const {
     return {u, u + std::int64_t{size.width} * size.height, size.width, size.height, size.width};
 }
 
-FlowLevel DISFlow::View(std::int32_t index, const Layer& reference, const Layer& moved) const {
-    const DISLevel size = _levels.At(index);
-    const DISGreyPlane grey = DISPyramidLevel(reference, _levels, index);
-    const DISGreyPlane movedGrey = DISPyramidLevel(moved, _levels, index);
+FlowLevel DISFlow::View(std::int32_t index, const DISPictures& pictures) const {
+    FlowLevel level = DISGradientsLevel(pictures.gradients, pictures.reference, _levels, index);
+    const DISGreyPlane moved = DISPyramidLevel(pictures.moved, _levels, index);
     const Plane flow = PlaneOf(index);
-    auto* gradients = Data<std::int16_t>(*_gradients);
-    auto* sums = Data<std::int32_t>(*_sums);
-    auto* displacements = Data<float>(*_displacements);
-    return {size.width,
-            size.height,
-            size.columns,
-            size.rows,
-            _stride,
-            grey.pixels,
-            grey.pitch,
-            movedGrey.pixels,
-            movedGrey.pitch,
-            gradients,
-            gradients + _pixels,
-            size.width,
-            sums,
-            sums + _patches,
-            sums + 2 * _patches,
-            sums + 3 * _patches,
-            sums + 4 * _patches,
-            displacements,
-            displacements + _patches,
-            flow.u,
-            flow.v,
-            flow.pitch};
+    level.moved = moved.pixels;
+    level.movedPitch = moved.pitch;
+    level.patchU = Data<float>(*_displacements);
+    level.patchV = level.patchU + _patches;
+    level.flowU = flow.u;
+    level.flowV = flow.v;
+    level.flowPitch = flow.pitch;
+    return level;
 }
 
-void DISFlow::Run(Layer& output, const Bounds& frame, const Layer& reference, const Layer& moved) {
+void DISFlow::Run(Layer& output, const Bounds& frame, const DISPictures& pictures) {
     for (std::int32_t index = _levels.Coarsest(); index >= _levels.Finest(); --index) {
-        const FlowLevel level = View(index, reference, moved);
+        const FlowLevel level = View(index, pictures);
         const Plane flow = PlaneOf(index);
         if (index == _levels.Coarsest()) {
             std::fill(flow.u, flow.u + 2 * flow.pitch * flow.height, 0.0F);
         } else {
             Enlarge(PlaneOf(index + 1), flow);
         }
-        Prepare(level);
+        EndStages(4);  // pyramids and gradients
         Search(level);
         Densify(level);
     }
@@ -132,24 +109,6 @@ void DISFlow::Run(Layer& output, const Bounds& frame, const Layer& reference, co
 void DISFlow::EndStages(int count) {
     _host.GetProgressState().levels[0].current += static_cast<std::uint64_t>(count);
     _host.CheckAbort(false);
-}
-
-void DISFlow::Prepare(const FlowLevel& level) {
-    const RowParts pixelRows(level.height, rowsPerPart);
-    ForParts(_host, pixelRows.Count(), [&](int part, int /*slot*/) {
-        const RowRange rows = pixelRows.At(part);
-        for (int y = rows.begin; y < rows.end; ++y) {
-            _kernels.sobelRow(level, y);
-        }
-    });
-    const RowParts patchRows(level.rows, rowsPerPart / flowPatchSize);
-    ForParts(_host, level.height < 2 * rowsPerPart ? 1 : patchRows.Count(), [&](int part, int /*slot*/) {
-        const RowRange rows = level.height < 2 * rowsPerPart ? RowRange{0, level.rows} : patchRows.At(part);
-        for (int row = rows.begin; row < rows.end; ++row) {
-            _kernels.structureRow(level, row);
-        }
-    });
-    EndStages(4);
 }
 
 void DISFlow::SearchBands(const FlowLevel& level, const RowParts& bands, RowRange group, bool forward) {
@@ -185,7 +144,7 @@ void DISFlow::Search(const FlowLevel& level) {
 
 void DISFlow::Densify(const FlowLevel& level) {
     const RowParts parts(level.height, rowsPerPart);
-    const auto scratch = NewScratch(_host, DensifyScratch(level.width, _stride));
+    const auto scratch = NewScratch(_host, DensifyScratch(level.width, _levels.Stride()));
     ForParts(_host, parts.Count(), [&](int part, int slot) {
         const RowRange rows = parts.At(part);
         _kernels.densifyRows(level, rows.begin, rows.end,

@@ -20,6 +20,7 @@ class DISLevels {
     /// or lower than a patch are left out, so there may be none.
     DISLevels(std::int32_t width, std::int32_t height, std::int32_t finestScale, std::int32_t patchStride);
 
+    std::int32_t Stride() const { return _stride; }
     bool IsNone() const { return _coarsest < _finest; }
     std::int32_t Finest() const { return _finest; }
     std::int32_t Coarsest() const { return _coarsest; }

@@ -44,8 +44,8 @@ struct GreyParameters {
 
 /// One pyramid level of the flow. Pointers look at planes of the caller; pitches count elements. Grey planes
 /// have flowBorder pixels around them, so that `grey[-flowBorder * pitch - flowBorder]` is their first
-/// element. Planes of patches are `columns` wide; the origin of patch (row, column) is the pixel (row *
-/// stride, column * stride).
+/// element. The displacements of patches are `columns` wide; the origin of patch (row, column) is the pixel
+/// (row * stride, column * stride).
 struct FlowLevel {
     std::int32_t width, height;  ///< in pixels, at least flowPatchSize each
     std::int32_t columns, rows;  ///< patches
@@ -63,6 +63,7 @@ struct FlowLevel {
     std::int32_t* sumXY;
     std::int32_t* sumX;
     std::int32_t* sumY;
+    std::int64_t sumPitch;
     float* patchU;  ///< the displacement of each patch, in pixels of the level
     float* patchV;
     float* flowU;  ///< the displacement of each pixel

@@ -92,7 +92,7 @@ void StructureTile(const FlowLevel& level, int row, int column, int patches) {
     std::int32_t* const targets[5] = {level.sumXX, level.sumYY, level.sumXY, level.sumX, level.sumY};
     for (int i = 0; i < 5; ++i) {
         SumEight(sums[i], count);
-        std::int32_t* target = targets[i] + static_cast<std::int64_t>(row) * level.columns + column;
+        std::int32_t* target = targets[i] + row * level.sumPitch + column;
         for (int j = 0; j < patches; ++j) {
             target[j] = sums[i][j * level.stride];
         }

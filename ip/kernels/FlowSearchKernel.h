@@ -49,6 +49,7 @@ class PatchSearch {
           _x(column * level.stride),
           _y(row * level.stride),
           _index(static_cast<std::int64_t>(row) * level.columns + column),
+          _sumIndex(row * level.sumPitch + column),
           _reachX(ReachOf(_x, lowestPosition, level.width)),
           _reachY(ReachOf(_y, lowestPosition, level.height)),
           _patch(LoadPatch(level, _x, _y)),
@@ -64,9 +65,9 @@ class PatchSearch {
     TQ_INLINE void BeginDescent() {
         constexpr float smallestDeterminant = 0.0001F;
         constexpr float unit = 1.0F / (pixels * differenceScale);
-        const std::int64_t xx = _level.sumXX[_index];
-        const std::int64_t yy = _level.sumYY[_index];
-        const std::int64_t xy = _level.sumXY[_index];
+        const std::int64_t xx = _level.sumXX[_sumIndex];
+        const std::int64_t yy = _level.sumYY[_sumIndex];
+        const std::int64_t xy = _level.sumXY[_sumIndex];
         const std::int64_t determinant = xx * yy - xy * xy;
         const float scale = unit / (determinant == 0 ? smallestDeterminant : static_cast<float>(determinant));
         _inverseXX = static_cast<float>(yy) * scale;
@@ -109,13 +110,14 @@ class PatchSearch {
         const PatchSums sums = ComparePatch(_patch, position, _level.movedPitch);
         const std::int64_t plain = sums.plain;
         return {u, v, std::int64_t{sums.squares} * pixels - plain * plain,
-                std::int64_t{sums.gradientX} * pixels - plain * _level.sumX[_index],
-                std::int64_t{sums.gradientY} * pixels - plain * _level.sumY[_index]};
+                std::int64_t{sums.gradientX} * pixels - plain * _level.sumX[_sumIndex],
+                std::int64_t{sums.gradientY} * pixels - plain * _level.sumY[_sumIndex]};
     }
 
     const FlowLevel& _level;
     int _x, _y;
-    std::int64_t _index;
+    std::int64_t _index;     ///< of the displacement
+    std::int64_t _sumIndex;  ///< of the sums
     PatchReach _reachX, _reachY;
     Patch _patch;
     Trial _best;  ///< the best start that was found

@@ -191,7 +191,7 @@ TEST(DISFilter, PicturesThatOverlapInPartMeetWhereTheyDo) {
     EXPECT_LT(EndpointError(bench.Render(flow, {20, 10, 150, 110}, 32), 2.5, 1.5, 16), 0.1);
 }
 
-TEST(DISFilter, FlowsOfOneReferenceShareItsPyramid) {
+TEST(DISFilter, FlowsOfOneReferenceShareItsPyramidAndGradients) {
     FilterBench bench(byteFormat);
     const FilterHandle reference = bench.Leaf(frame, Shifted(0, 0));
     const auto first = Flow(reference, bench.Leaf(frame, Shifted(1, 0)));
@@ -201,6 +201,8 @@ TEST(DISFilter, FlowsOfOneReferenceShareItsPyramid) {
     const IP::FilterBase* shared = first->inputs[0].get();
     EXPECT_STREQ(shared->GetName(), "optflowPyramid");
     EXPECT_EQ(shared, second->inputs[0].get());
+    EXPECT_STREQ(first->inputs[2]->GetName(), "optflowGradients");
+    EXPECT_EQ(first->inputs[2], second->inputs[2]);
     EXPECT_NE(first->inputs[1], second->inputs[1]);
 }
 

@@ -110,6 +110,7 @@ class TestLevel {
                   sums + 2 * patches,
                   sums + 3 * patches,
                   sums + 4 * patches,
+                  _columns,
                   _floats.data(),
                   _floats.data() + patches,
                   flow,
