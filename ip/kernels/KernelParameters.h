@@ -32,7 +32,7 @@ struct DetectMotionParameters {
 /// GatedSum: two chains of steps, each of which gates the sum so far by its similarity to a frame and adds
 /// the frame. Inputs are the frames of the past half, then those of the future half, farthest first. The
 /// result is the sum of the future half, plus that of the past half (if there is one) gated by its similarity
-/// to input `joinFrame`.
+/// to input `joinFrame`. Inputs cover the band, and none covers less than the next one of its half.
 struct GatedSumParameters {
     float inverseLimit;                     ///< as above
     std::int32_t pastFrames, futureFrames;  ///< together 1 to gatedMostFrames; at least one future frame
@@ -79,8 +79,8 @@ constexpr std::int32_t GaussRestart(std::int32_t radius) {
     return unit * ((radius + radiusForUnit - 1) / radiusForUnit);
 }
 
-/// GaussBlur: both passes. A band begins and ends where the output does, or a multiple of GaussRestart
-/// samples from the first sample of the input on that axis.
+/// GaussBlur: both passes. A band costs least that begins a multiple of GaussRestart samples from the first
+/// sample of the input on that axis.
 struct GaussBlurParameters {
     GaussParameters alongX, alongY;
     unsigned char* scratch;  ///< GaussStreamBytes for this call alone, aligned to 64

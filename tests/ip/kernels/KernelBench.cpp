@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace TQ::IP::Test {
 namespace {
 
 constexpr int guardBytes = 24;
+constexpr float weights[] = {0.3F, 0.7F, 0.5F};
 
 }  // namespace
 
@@ -53,15 +55,19 @@ void TestImage::Cover(const Bounds& band, unsigned char value) {
     }
 }
 
-void TestImage::Fill(Content content, std::mt19937& random) {
+void TestImage::Fill(Content content, std::mt19937& random, double leastAlpha) {
     std::uniform_real_distribution<double> unit(0, 1);
     for (int y = _view.bounds.y1; y < _view.bounds.y2; ++y) {
         for (int x = _view.bounds.x1; x < _view.bounds.x2; ++x) {
             // Weights of accumulators: none, next to none, and sums of a few frames.
             const double kind = unit(random);
-            const double weight = kind < 0.1 ? 0 : (kind < 0.2 ? 5e-5 : 4 * unit(random));
+            const double weight =
+                std::max(leastAlpha, kind < 0.1 ? 0 : (kind < 0.2 ? 5e-5 : 4 * unit(random)));
             for (int c = 0; c < 4; ++c) {
                 double value = unit(random);
+                if (c == _storage.alpha) {
+                    value = leastAlpha + (1 - leastAlpha) * value;
+                }
                 if (content == Content::Accumulator) {
                     value = c == _storage.alpha ? weight : weight * value;
                 } else if (_storage.bits == 32 && c != _storage.alpha) {
@@ -177,6 +183,32 @@ const std::vector<KernelRow> kernelRows = {
      Pixels::Float,
      {Pixels::Frame, Pixels::Float},
      1e-5},
+    {KernelId::WeightedSum,
+     "WeightedSum",
+     Pixels::Float,
+     {Pixels::Frame, Pixels::Frame, Pixels::Frame},
+     1e-6},
+    {KernelId::WeightedSum,
+     "WeightedSumFromSum",
+     Pixels::Float,
+     {Pixels::Float, Pixels::Frame, Pixels::Frame},
+     1e-6,
+     true},
+    {KernelId::GatedSum,
+     "GatedSum",
+     Pixels::Float,
+     {Pixels::Frame, Pixels::Frame, Pixels::Frame},
+     1e-5,
+     false,
+     0.3,
+     2},
+    {KernelId::GatedSum,
+     "GatedSumFromSum",
+     Pixels::Float,
+     {Pixels::Float, Pixels::Frame, Pixels::Frame},
+     1e-5,
+     true,
+     0.3},
     {KernelId::GaussRows, "GaussRows", Pixels::Frame, {Pixels::Frame}, 1e-5},
     {KernelId::GaussColumns, "GaussColumns", Pixels::Frame, {Pixels::Frame}, 1e-5},
     {KernelId::GaussColumns,
@@ -185,6 +217,24 @@ const std::vector<KernelRow> kernelRows = {
      {Pixels::Frame, Pixels::Frame},
      1e-5,
      true},
+    {KernelId::GaussBlur, "GaussBlur", Pixels::Frame, {Pixels::Frame}, 1e-5, false, 0, 1},
+    {KernelId::GaussBlur, "GaussBlurSubtract", Pixels::Float, {Pixels::Frame}, 1e-5, true, 0, 1},
+    {KernelId::AddBlurredHighPass,
+     "AddBlurredHighPass",
+     Pixels::Frame,
+     {Pixels::Frame, Pixels::Frame, Pixels::Float},
+     5e-5,
+     false,
+     0.3,
+     2},
+    {KernelId::AddBlurredHighPassThreshold,
+     "AddBlurredHighPassThreshold",
+     Pixels::Frame,
+     {Pixels::Frame, Pixels::Frame, Pixels::Float},
+     5e-5,
+     false,
+     0.3,
+     2},
     {KernelId::Solid, "Solid", Pixels::Frame, {}, 0},
     {KernelId::Ramp, "Ramp", Pixels::Frame, {}, 1e-6},
     {KernelId::CopyAlpha, "CopyAlpha", Pixels::Frame, {Pixels::Frame, Pixels::Frame}, 0},
@@ -203,13 +253,33 @@ const std::vector<KernelRow> kernelRows = {
     {KernelId::Warp, "Warp", Pixels::Frame, {Pixels::Frame, Pixels::Float}, 0},
 };
 
+template <class Value>
+Value* Parameters::Scratch(std::int64_t count) {
+    // Filled with what would show: a kernel relies on nothing that it has not written.
+    const auto floats = static_cast<std::size_t>(count) * sizeof(Value) / sizeof(float) + 16;
+    _scratch.push_back(std::make_unique<std::vector<float>>(floats, std::numeric_limits<float>::quiet_NaN()));
+    void* address = _scratch.back()->data();
+    std::size_t room = floats * sizeof(float);
+    return static_cast<Value*>(
+        std::align(64, static_cast<std::size_t>(count) * sizeof(Value), address, room));
+}
+
+GaussBlurParameters Parameters::BothAxes(const Blur& blur) {
+    constexpr int mostColumns = 80;
+    GaussParameters alongX = blur.parameters;
+    alongX.subtractFromSource = false;
+    return {alongX, blur.parameters,
+            Scratch<unsigned char>(GaussStreamBytes(mostColumns, blur.parameters.radius))};
+}
+
 Parameters::Parameters(const KernelRow& row, const Storage& storage, int radius)
     : _ramp{0.3F,
             0.6F,
             {2, 1},
             {0.02F, 0.01F},
             {{0, 0.1F, 0.2F}, {1, 0.9F, 0}, {0.2F, 0.3F, 1}, {1, 0.5F, 0}}},
-      _blur(radius / 3.5, radius, row.subtract, static_cast<float>(storage.white)) {
+      _blur(radius / 3.5, radius, row.variant, static_cast<float>(storage.white)),
+      _floatBlur(radius / 3.5, radius, false, 1) {
     switch (row.id) {
         case KernelId::AddHighPassThreshold:
         case KernelId::AddHighPassThresholdN:
@@ -219,9 +289,33 @@ Parameters::Parameters(const KernelRow& row, const Storage& storage, int radius)
         case KernelId::TemporalMultAddDetectMotion:
             _record = &_motion;
             break;
+        case KernelId::WeightedSum:
+            _weightedSum = {3, row.variant, weights};
+            _record = &_weightedSum;
+            break;
+        case KernelId::GatedSum:
+            // One frame in the past half, or a sum and two frames in the future half.
+            _gatedSum = {_motion.inverseLimit,
+                         row.variant ? 0 : 1,
+                         row.variant ? 3 : 2,
+                         2,
+                         {false, row.variant},
+                         weights,
+                         Scratch<float>(GatedSumScratchFloats(3))};
+            _record = &_gatedSum;
+            break;
         case KernelId::GaussRows:
         case KernelId::GaussColumns:
             _record = &_blur.parameters;
+            break;
+        case KernelId::GaussBlur:
+            _gaussBlur = BothAxes(_blur);
+            _record = &_gaussBlur;
+            break;
+        case KernelId::AddBlurredHighPass:
+        case KernelId::AddBlurredHighPassThreshold:
+            _blurredHighPass = {BothAxes(_blur), BothAxes(_floatBlur), _highPass};
+            _record = &_blurredHighPass;
             break;
         case KernelId::Solid:
             _record = &_solid;

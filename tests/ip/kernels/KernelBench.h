@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -34,7 +35,8 @@ class TestImage {
   public:
     TestImage(const Storage& storage, const Bounds& bounds, bool bottomUp, unsigned char guard = 0xA5);
     TestImage(const TestImage& other);
-    void Fill(Content content, std::mt19937& random);
+    /// Alpha, the weight of accumulators, is at least `leastAlpha`.
+    void Fill(Content content, std::mt19937& random, double leastAlpha = 0);
 
     /// Sets all bytes of the pixels of `band`.
     void Cover(const Bounds& band, unsigned char value);
@@ -81,8 +83,12 @@ struct KernelRow {
     const char* name;
     Pixels output;
     Pixels inputs[3];
-    double tolerance;  ///< between levels, of float outputs: of the value, or of 1 where that is larger
-    bool subtract = false;
+    double tolerance;      ///< between levels, of float outputs: of the value, or of 1 where that is larger
+    bool variant = false;  ///< the blur with the subtraction, a sum that starts from a sum
+    /// Of all inputs. Quotients by small weights, one after the other, would carry a difference of the last
+    /// bit anywhere.
+    double leastAlpha = 0;
+    int roundings = 0;  ///< code values by which integers may differ that are rounded on the way
 };
 extern const std::vector<KernelRow> kernelRows;
 
@@ -93,6 +99,15 @@ class Parameters {
     const void* Get() const { return _record; }
 
   private:
+    template <class Value>
+    Value* Scratch(std::int64_t count);
+    GaussBlurParameters BothAxes(const Blur& blur);
+
+    std::vector<std::unique_ptr<std::vector<float>>> _scratch;
+    WeightedSumParameters _weightedSum{};
+    GatedSumParameters _gatedSum{};
+    GaussBlurParameters _gaussBlur{};
+    BlurredHighPassParameters _blurredHighPass{};
     WeightParameters _weight{0.7F};
     HighPassParameters _highPass{-6.0F};
     DetectMotionParameters _motion{1 / 0.3F, 0.7F};
@@ -100,6 +115,7 @@ class Parameters {
     SimilarityParameters _similarity{-1 / 0.25F};
     RampParameters _ramp;
     Blur _blur;
+    Blur _floatBlur;
     const void* _record;
 };
 
