@@ -36,11 +36,11 @@ class DISFilter : public Filter {
     DISFilter(std::shared_ptr<FilterBase> reference, std::shared_ptr<FilterBase> moved,
               const DISSettings& settings);
 
-    /// The patch rows of each level are cut into this many bands, or one for each row where there are fewer:
-    /// what threads work on. Patches inherit displacements from the patch above only inside a band. Never
-    /// depends on the thread count, so the result does not.
+    /// The patch rows of each level are cut into this many bands, fewer where a band would have less than two
+    /// rows: what threads work on. Patches inherit displacements from the patch above only inside a band.
+    /// Never depends on the thread count, so the result does not.
     ///
-    /// It also serves what leaves the picture: with bands of one row at the coarse levels, the wrong
+    /// It also serves what leaves the picture: with bands of two rows at the coarse levels, the wrong
     /// displacements of the rim spread less than in one band.
     static constexpr std::int32_t defaultBands = 16;
     std::int32_t bands = defaultBands;

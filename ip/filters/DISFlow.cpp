@@ -13,6 +13,7 @@ namespace TQ::IP {
 namespace {
 
 constexpr int rowsPerPart = 64;
+constexpr int fewestBandRows = 2;
 
 std::unique_ptr<Memory> NewMemory(Host& host, std::int64_t count, std::size_t size) {
     return std::make_unique<Memory>(host, static_cast<std::size_t>(count) * size);
@@ -129,7 +130,8 @@ void DISFlow::SearchBands(const FlowLevel& level, const RowParts& bands, RowRang
 }
 
 void DISFlow::Search(const FlowLevel& level) {
-    const RowParts bands = RowParts::InParts(level.rows, std::min(_bands, level.rows));
+    const RowParts bands =
+        RowParts::InParts(level.rows, std::min(_bands, std::max(level.rows / fewestBandRows, 1)));
     // Bands side by side are faster, but enough work must be left for every thread.
     const bool isEnough = bands.Count() >= 2 * flowRowsTogether * ThreadSlots(_host);
     const int together = isEnough ? flowRowsTogether : 1;
