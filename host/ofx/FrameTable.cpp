@@ -158,10 +158,12 @@ void FilterHostLayer::SetRegion(const IP::Bounds& wanted, const IP::PixelFormat&
     FilterBase::SetRegion(wanted, wantedFormat);
 }
 
-void FilterHostLayer::PrepareRender(IP::Host&) {
+void FilterHostLayer::PrepareRender(IP::Host& host) {
     if (_layer) {
         return;
     }
+    // A window of frames may be fetched in a row, and each may take the application a while.
+    host.CheckAbort(false);
     Layer* frame = &_table->FetchSlot(_slot);
     if (!frame->HasImage() && _table->LiesElsewhere(_slot)) {
         frame = &_table->BlankSlot(_slot);

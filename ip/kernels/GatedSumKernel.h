@@ -14,7 +14,7 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-constexpr int prefetchRows = 2;
+constexpr int prefetchRows = 3;
 constexpr int keptRows = motionReach + 1;  ///< of a step's output: the row in work and those compared ahead
 static_assert(gatedStepFloats == (keptRows * 4 + motionWindow) * gatedRowFloats);
 static_assert(gatedTileColumns + 2 * motionReach * (gatedMostFrames / 2 + 2) + 2 * 16 <= gatedRowFloats);
@@ -193,8 +193,8 @@ class GatedTile {
         } else if (step.before == noStep) {
             StartFromFrame(step, y, target);
         } else {
-            Compare<false>(step, y + motionReach);
-            Gate(step, y, RowOf(step.before, y), target);
+            const float* sums = Compare<false>(step, y);
+            Gate(step, y, sums, RowOf(step.before, y), target);
         }
         target.RepeatEdges(step.domain.x1 - _gridX, step.domain.x2 - _gridX);
     }
@@ -212,65 +212,74 @@ class GatedTile {
         const WeightParameters p{step.weight};
         ForColumns<Frame>(*step.input, y, step.domain.x1, step.domain.x2,
                           [&](int column, const unsigned char* frame, int vectors) {
-                              for (int i = 0; i < vectors; ++i) {
-                                  const Pixel pixel = Frame::Load(frame + i * Frame::vectorBytes);
-                                  target.Store(column + i * lanes,
-                                               TemporalAdd1<Frame>::At(p, pixel, Pixel{}, Pixel{}));
+                              for (int i = 0; i < vectors; ++i, frame += Frame::vectorBytes) {
+                                  Prefetch(*step.input, frame);
+                                  target.Store(
+                                      column + i * lanes,
+                                      TemporalAdd1<Frame>::At(p, Frame::Load(frame), Pixel{}, Pixel{}));
                               }
                           });
     }
 
-    /// Similarities of the frame to the mean of the sum before it, for the rows up to y.
-    template <bool Joins>
-    void Compare(GatedStep& step, int y) {
-        while (step.compared < y) {
-            ++step.compared;
-            CompareRow<Joins>(step, step.compared, RowOf(step.before, step.compared));
+    /// The same columns some rows further down, which no row in between lets the processor foresee. They are
+    /// needed after all other steps have had their turn, so the first-level cache is not for them.
+    TQ_INLINE static void Prefetch(const ImageView& view, const unsigned char* pixels) {
+        for (int line = 0; line < Frame::vectorBytes; line += 64) {
+            __builtin_prefetch(pixels + prefetchRows * view.rowBytes + line, 0, 2);
         }
     }
 
+    /// Similarities of the frame to the mean of the sum before it, for the rows around y; returns the sum of
+    /// the five of each column, that of grid column 0 first.
     template <bool Joins>
+    const float* Compare(GatedStep& step, int y) {
+        while (step.compared < y + motionReach - 1) {
+            ++step.compared;
+            CompareRow<Joins, false>(step, step.compared, RowOf(step.before, step.compared));
+        }
+        step.compared = y + motionReach;
+        CompareRow<Joins, true>(step, step.compared, RowOf(step.before, step.compared));
+        return ColumnSums();
+    }
+
+    float* ColumnSums() const { return _p.scratch + gatedMargin; }
+
+    /// The similarities of row y; with `Adds` also the sums of the columns of the window that ends with it.
+    template <bool Joins, bool Adds>
     [[gnu::noinline]] void CompareRow(const GatedStep& step, int y, SumRow sums) const {
         const DetectMotionParameters p{_p.inverseLimit, 0};
         float* similarity = SimilarityOf(step, y);
-        const std::int64_t ahead = prefetchRows * step.input->rowBytes;
+        const float* above[motionWindow - 1];
+        for (int r = 0; Adds && r < motionWindow - 1; ++r) {
+            above[r] = SimilarityOf(step, y - motionWindow + 1 + r);
+        }
+        float* columnSums = ColumnSums();
         ForColumns<Frame>(*step.input, y, step.domain.x1 - motionReach, step.domain.x2 + motionReach,
                           [&](int column, const unsigned char* frame, int vectors) {
                               for (int i = 0; i < vectors;
                                    ++i, column += lanes, frame += Frame::vectorBytes) {
-                                  for (int line = 0; line < Frame::vectorBytes; line += 64) {
-                                      __builtin_prefetch(frame + ahead + line);
-                                  }
+                                  Prefetch(*step.input, frame);
                                   const Pixel sum = sums.Load(column);
+                                  F s;
                                   if constexpr (Joins) {
-                                      Write(similarity + column, SimilarityToPicture<Frame>(p, frame, sum));
+                                      s = SimilarityToPicture<Frame>(p, frame, sum);
                                   } else {
-                                      Write(similarity + column, SimilarityToMean<Frame>(p, frame, sum));
+                                      s = SimilarityToMean<Frame>(p, frame, sum);
+                                  }
+                                  Write(similarity + column, s);
+                                  if constexpr (Adds) {
+                                      F total = Read<F>(above[0] + column);
+                                      for (int r = 1; r < motionWindow - 1; ++r) {
+                                          total += Read<F>(above[r] + column);
+                                      }
+                                      Write(columnSums + column, total + s);
                                   }
                               }
                           });
     }
 
-    /// For each column the sum of the five similarities around row y; returns that of grid column 0.
-    [[gnu::noinline]] const float* AddRows(const GatedStep& step, int y) const {
-        const float* rows[motionWindow];
-        for (int r = 0; r < motionWindow; ++r) {
-            rows[r] = SimilarityOf(step, y - motionReach + r);
-        }
-        float* sums = _p.scratch + gatedMargin;
-        const int end = EndColumn(step.domain.x2 + motionReach);
-        for (int i = FirstColumn(step.domain.x1 - motionReach); i < end; i += lanes) {
-            F sum = Read<F>(rows[0] + i);
-            for (int r = 1; r < motionWindow; ++r) {
-                sum += Read<F>(rows[r] + i);
-            }
-            Write(sums + i, sum);
-        }
-        return sums;
-    }
-
-    [[gnu::noinline]] void Gate(const GatedStep& step, int y, SumRow before, SumRow target) const {
-        const float* sums = AddRows(step, y);
+    [[gnu::noinline]] void Gate(const GatedStep& step, int y, const float* sums, SumRow before,
+                                SumRow target) const {
         ForColumns<Frame>(
             *step.input, y, step.domain.x1, step.domain.x2,
             [&](int column, const unsigned char* frame, int vectors) {
@@ -283,13 +292,12 @@ class GatedTile {
 
     void Join(int y) {
         GatedStep& join = _step[_steps - 1];
-        Compare<true>(join, y + motionReach);
-        const SumRow past = RowOf(_past, y);
-        JoinRows(join, y, past, RowOf(_future, y));
+        const SumRow future = RowOf(_future, y);
+        const float* sums = Compare<true>(join, y);
+        JoinRows(y, sums, RowOf(_past, y), future);
     }
 
-    [[gnu::noinline]] void JoinRows(const GatedStep& join, int y, SumRow past, SumRow future) const {
-        const float* sums = AddRows(join, y);
+    [[gnu::noinline]] void JoinRows(int y, const float* sums, SumRow past, SumRow future) const {
         StoreRow(y, [&](int column) {
             const F m = Frame::AsStored(MeanOfWindow(sums + column));
             return TemporalAddMask<Frame>::At({1.0F}, future.Load(column), past.Load(column),

@@ -68,15 +68,15 @@ TQ_INLINE F Abs(F value) {
 TQ_INLINE F MinOfAbs(F value, F limit) {
     return Min(Abs(value), limit);
 }
-#endif
-
-TQ_INLINE F FloatFromBits(I bits) {
-    return reinterpret_cast<F>(bits);
-}
 
 /// Byte `i` of each 32-bit element.
 TQ_INLINE I ByteOf(I value, int i) {
     return (value >> (8 * i)) & 0xFF;
+}
+#endif
+
+TQ_INLINE F FloatFromBits(I bits) {
+    return reinterpret_cast<F>(bits);
 }
 
 /// Stores round to nearest. A value that is not a number becomes 0.
