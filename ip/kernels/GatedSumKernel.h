@@ -14,7 +14,6 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-constexpr int prefetchRows = 3;
 constexpr int keptRows = motionReach + 1;  ///< of a step's output: the row in work and those compared ahead
 static_assert(gatedStepFloats == (keptRows * 4 + motionWindow) * gatedRowFloats);
 static_assert(gatedTileColumns + 2 * motionReach * (gatedMostFrames / 2 + 2) + 2 * 16 <= gatedRowFloats);
@@ -77,7 +76,7 @@ class GatedTile {
     /// `tile` is at most gatedTileColumns wide; `scratch` holds GatedSumScratchFloats.
     GatedTile(const ImageView& output, const ImageView* inputs, const Bounds& tile,
               const GatedSumParameters& p)
-        : _p(p), _output(output), _tile(tile), _steps(0) {
+        : _p(p), _output(output), _tile(tile), _stream(IsStreamed(output, Sum::pixelBytes)), _steps(0) {
         const int frames = p.pastFrames + p.futureFrames;
         _gridX = tile.x1 - motionReach * (Longest(p) + 2);
         float* room = p.scratch + 2 * gatedMargin + gatedRowFloats;
@@ -213,20 +212,12 @@ class GatedTile {
         ForColumns<Frame>(*step.input, y, step.domain.x1, step.domain.x2,
                           [&](int column, const unsigned char* frame, int vectors) {
                               for (int i = 0; i < vectors; ++i, frame += Frame::vectorBytes) {
-                                  Prefetch(*step.input, frame);
+                                  Prefetch<Frame::vectorBytes>(frame + prefetchRows * step.input->rowBytes);
                                   target.Store(
                                       column + i * lanes,
                                       TemporalAdd1<Frame>::At(p, Frame::Load(frame), Pixel{}, Pixel{}));
                               }
                           });
-    }
-
-    /// The same columns some rows further down, which no row in between lets the processor foresee. They are
-    /// needed after all other steps have had their turn, so the first-level cache is not for them.
-    TQ_INLINE static void Prefetch(const ImageView& view, const unsigned char* pixels) {
-        for (int line = 0; line < Frame::vectorBytes; line += 64) {
-            __builtin_prefetch(pixels + prefetchRows * view.rowBytes + line, 0, 2);
-        }
     }
 
     /// Similarities of the frame to the mean of the sum before it, for the rows around y; returns the sum of
@@ -258,7 +249,7 @@ class GatedTile {
                           [&](int column, const unsigned char* frame, int vectors) {
                               for (int i = 0; i < vectors;
                                    ++i, column += lanes, frame += Frame::vectorBytes) {
-                                  Prefetch(*step.input, frame);
+                                  Prefetch<Frame::vectorBytes>(frame + prefetchRows * step.input->rowBytes);
                                   const Pixel sum = sums.Load(column);
                                   F s;
                                   if constexpr (Joins) {
@@ -309,26 +300,28 @@ class GatedTile {
         StoreRow(y, [&](int column) { return sum.Load(column); });
     }
 
+    /// Through a buffer, since nothing reads the row soon.
     template <class At>
     TQ_INLINE void StoreRow(int y, At at) const {
         unsigned char* target = PixelAt(_output, _tile.x1, y, Sum::pixelBytes);
         const int width = _tile.x2 - _tile.x1;
         const int first = _tile.x1 - _gridX;
-        int x = 0;
-        for (; x + lanes <= width; x += lanes) {
-            Sum::Store(target + x * Sum::pixelBytes, at(first + x));
-        }
-        if (x < width) {
-            unsigned char buffer[Sum::vectorBytes];
-            Sum::Store(buffer, at(first + x));
-            Copy(target + x * Sum::pixelBytes, buffer, (width - x) * Sum::pixelBytes);
+        constexpr int most = 16 * lanes;
+        alignas(64) unsigned char buffer[most * Sum::pixelBytes];
+        for (int x = 0; x < width; x += most) {
+            const int count = Smaller(most, width - x);
+            for (int i = 0; i < count; i += lanes) {
+                Sum::Store(buffer + i * Sum::pixelBytes, at(first + x + i));
+            }
+            CopyOrStream(target + x * Sum::pixelBytes, buffer, count * Sum::pixelBytes, _stream);
         }
     }
 
     const GatedSumParameters& _p;
     const ImageView& _output;
     Bounds _tile;
-    int _gridX;  ///< the x of grid column 0
+    bool _stream;  ///< the output goes past the caches
+    int _gridX;    ///< the x of grid column 0
     GatedStep _step[gatedMostFrames + 1];
     int _steps;
     int _past = noStep;
@@ -349,6 +342,7 @@ bool RunGatedSum(const ImageView& output, const ImageView* inputs, const Bounds&
         const Bounds tile{cut(i), band.y1, cut(i + 1), band.y2};
         GatedTile<Frame>(output, inputs, tile, p).Run(walked);
     }
+    EndStream();
     return true;
 }
 

@@ -64,6 +64,7 @@ class BlurStream {
             group.firstOutput = _x1 - _input.bounds.x1;
             group.endOutput = _x2 - _input.bounds.x1;
             group.rows = Smaller(groupRows, _length - _filled);
+            PrefetchRows(_filled + groupRows);
             for (int channel = 0; channel < 4; channel += groupChannels) {
                 for (int r = 0; r < groupRows; ++r) {
                     const int row = _filled + Smaller(r, group.rows - 1);
@@ -73,6 +74,16 @@ class BlurStream {
                 BlurRows<Storage>(group, _p.alongX);
             }
             _filled += group.rows;
+        }
+    }
+
+    /// The rows of the next group, which the short rows of a band give the processor no chance to foresee.
+    void PrefetchRows(int y) const {
+        for (int r = y; r < Smaller(y + groupRows, _length); ++r) {
+            const unsigned char* row = PixelAt(_input, _x1, _input.bounds.y1 + r, 4 * sampleBytes);
+            for (int i = 0; i < (_x2 - _x1) * 4 * sampleBytes; i += 64) {
+                Prefetch<64>(row + i);
+            }
         }
     }
 
@@ -135,11 +146,13 @@ void RunBlurStream(const ImageView& output, const ImageView& input, const Bounds
                    const GaussBlurParameters& p, Image::Progress& progress) {
     constexpr int outputPixelBytes = 4 * BlurStream<Storage, Subtract>::outputSampleBytes;
     BlurStream<Storage, Subtract> stream(input, band, p);
+    const bool pastCaches = IsStreamed(output, outputPixelBytes);
     for (int y = band.y1; y < band.y2; ++y) {
         ReportRow(progress, band, y);
-        Copy(PixelAt(output, band.x1, y, outputPixelBytes), stream.Row(y),
-             (band.x2 - band.x1) * outputPixelBytes);
+        CopyOrStream(PixelAt(output, band.x1, y, outputPixelBytes), stream.Row(y),
+                     (band.x2 - band.x1) * outputPixelBytes, pastCaches);
     }
+    EndStream();
 }
 
 template <class Storage>
@@ -162,6 +175,7 @@ bool RunAddBlurredHighPass(const ImageView& output, const ImageView* inputs, con
     const auto& p = *static_cast<const BlurredHighPassParameters*>(parameters);
     BlurStream<typename Frame::Storage, false> low(inputs[1], band, p.low);
     BlurStream<FloatStorage, false> target(inputs[2], band, p.target);
+    const bool stream = IsStreamed(output, Frame::pixelBytes);
     for (int y = band.y1; y < band.y2; ++y) {
         ReportRow(progress, band, y);
         const unsigned char* rows[3] = {PixelAt(inputs[0], band.x1, y, Frame::pixelBytes), low.Row(y),
@@ -170,8 +184,10 @@ bool RunAddBlurredHighPass(const ImageView& output, const ImageView* inputs, con
         if constexpr (Threshold) {
             record = p.highPass;
         }
-        RunPointRow<Body>(PixelAt(output, band.x1, y, Frame::pixelBytes), rows, band.x2 - band.x1, record);
+        RunPointRow<Body>(PixelAt(output, band.x1, y, Frame::pixelBytes), rows, band.x2 - band.x1, stream,
+                          record);
     }
+    EndStream();
     return true;
 }
 

@@ -10,6 +10,7 @@
 
 #include "ip/kernels/KernelParameters.h"
 #include "ip/kernels/PixelAccess.h"
+#include "ip/kernels/StreamStores.h"
 #include "ip/records/Progress.h"
 
 namespace TQ::IP::TQ_LEVEL {
@@ -19,6 +20,7 @@ constexpr int motionReach = 2;  ///< rows and columns on each side
 constexpr int motionWindow = 2 * motionReach + 1;
 constexpr float motionMeanFactor = 0.04F;
 constexpr int motionStripWidth = 512;
+constexpr int prefetchRows = 2;
 
 /// One row of an image whose rows and columns repeat beyond its bounds.
 template <class Format>
@@ -150,10 +152,15 @@ struct MotionRow {
     float s[motionStripWidth + 2 * motionReach + 2 * 16];
 };
 
+/// `ahead` is the distance to the pixels that are fetched ahead, for each input: a strip's next rows are
+/// nothing that the processor foresees.
 template <class Body>
 [[gnu::noinline]] void FillSimilarityVectors(float* s, const unsigned char* in0, const unsigned char* in1,
-                                             int vectors, const DetectMotionParameters& p) {
+                                             int vectors, const std::int64_t (&ahead)[2],
+                                             const DetectMotionParameters& p) {
     for (int i = 0; i < vectors; ++i) {
+        Prefetch<Body::In0::vectorBytes>(in0 + ahead[0]);
+        Prefetch<Body::In1::vectorBytes>(in1 + ahead[1]);
         Write(s + i * lanes, Body::Similarity(p, in0, in1));
         in0 += Body::In0::vectorBytes;
         in1 += Body::In1::vectorBytes;
@@ -167,15 +174,16 @@ void FillSimilarityRow(MotionRow& row, const ImageView* inputs, int x1, int x2, 
     const ClampedRow<typename Body::In0> row0(inputs[0], y);
     const ClampedRow<typename Body::In1> row1(inputs[1], y);
     float* s = row.s - (x1 - motionReach);
+    const std::int64_t ahead[2] = {prefetchRows * inputs[0].rowBytes, prefetchRows * inputs[1].rowBytes};
     const auto direct = [&](int x, int vectors) {
-        FillSimilarityVectors<Body>(s + x, row0.At(x), row1.At(x), vectors, p);
+        FillSimilarityVectors<Body>(s + x, row0.At(x), row1.At(x), vectors, ahead, p);
     };
     const auto staged = [&](int x) {
         unsigned char buffer0[Body::In0::vectorBytes];
         unsigned char buffer1[Body::In1::vectorBytes];
         row0.CopyTo(buffer0, x);
         row1.CopyTo(buffer1, x);
-        FillSimilarityVectors<Body>(s + x, buffer0, buffer1, 1, p);
+        FillSimilarityVectors<Body>(s + x, buffer0, buffer1, 1, {}, p);
     };
     SplitColumns(row0, row1, x1 - motionReach, x2 + motionReach, direct, staged);
 }
@@ -183,14 +191,21 @@ void FillSimilarityRow(MotionRow& row, const ImageView* inputs, int x1, int x2, 
 /// `sums` are those of the columns of s, that of the first pixel first.
 template <class Body>
 [[gnu::noinline]] void FinishMotionVectors(unsigned char* output, const float* sums, const unsigned char* in0,
-                                           const unsigned char* in1, int vectors,
+                                           const unsigned char* in1, int vectors, bool stream,
                                            const DetectMotionParameters& p) {
-    for (int i = 0; i < vectors; ++i) {
-        Body::Output::Store(output, Body::At(p, in0, in1, MeanOfWindow(sums)));
-        sums += lanes;
-        output += Body::Output::vectorBytes;
-        in0 += Body::In0::vectorBytes;
-        in1 += Body::In1::vectorBytes;
+    constexpr int most = 16;  // that go through a buffer on their way past the caches
+    alignas(64) unsigned char buffer[most * Body::Output::vectorBytes];
+    for (int done = 0; done < vectors; done += most) {
+        const int count = Smaller(most, vectors - done);
+        for (int i = 0; i < count; ++i) {
+            Body::Output::Store(buffer + i * Body::Output::vectorBytes,
+                                Body::At(p, in0, in1, MeanOfWindow(sums)));
+            sums += lanes;
+            in0 += Body::In0::vectorBytes;
+            in1 += Body::In1::vectorBytes;
+        }
+        CopyOrStream(output + done * Body::Output::vectorBytes, buffer, count * Body::Output::vectorBytes,
+                     stream);
     }
 }
 
@@ -214,9 +229,10 @@ void FinishMotionRow(const ImageView& output, const ImageView* inputs, int x1, i
     MotionRow sumsOfRows;
     AddRows(sumsOfRows, rows, x2 - x1 + 2 * motionReach);
     const float* sums = sumsOfRows.s + motionReach - x1;
+    const bool stream = IsStreamed(output, Body::Output::pixelBytes);
     const auto target = [&](int x) { return PixelAt(output, x, y, Body::Output::pixelBytes); };
     const auto direct = [&](int x, int vectors) {
-        FinishMotionVectors<Body>(target(x), sums + x, row0.At(x), row1.At(x), vectors, p);
+        FinishMotionVectors<Body>(target(x), sums + x, row0.At(x), row1.At(x), vectors, stream, p);
     };
     const auto staged = [&](int x) {
         unsigned char buffer0[Body::In0::vectorBytes];
@@ -224,7 +240,7 @@ void FinishMotionRow(const ImageView& output, const ImageView* inputs, int x1, i
         unsigned char result[Body::Output::vectorBytes];
         row0.CopyTo(buffer0, x);
         row1.CopyTo(buffer1, x);
-        FinishMotionVectors<Body>(result, sums + x, buffer0, buffer1, 1, p);
+        FinishMotionVectors<Body>(result, sums + x, buffer0, buffer1, 1, false, p);
         Copy(target(x), result, Smaller(lanes, x2 - x) * Body::Output::pixelBytes);
     };
     SplitColumns(row0, row1, x1, x2, direct, staged);
@@ -254,6 +270,7 @@ bool RunMotion(const ImageView& output, const ImageView* inputs, const Bounds& b
             walked.Add(1);
         }
     }
+    EndStream();
     return true;
 }
 

@@ -172,6 +172,14 @@ TQ_INLINE void Copy(unsigned char* target, const unsigned char* source, int byte
     __builtin_memcpy(target, source, static_cast<std::uint32_t>(bytes));
 }
 
+/// Asks for `Bytes` bytes, which need not exist, into the second-level cache.
+template <int Bytes>
+TQ_INLINE void Prefetch(const unsigned char* address) {
+    for (int line = 0; line < Bytes; line += 64) {
+        __builtin_prefetch(address + line, 0, 2);
+    }
+}
+
 constexpr int progressRows = 32;
 
 TQ_INLINE void ReportRow(Image::Progress& progress, const Bounds& band, int y) {

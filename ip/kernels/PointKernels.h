@@ -6,6 +6,7 @@
 
 #include "ip/kernels/KernelParameters.h"
 #include "ip/kernels/PixelAccess.h"
+#include "ip/kernels/StreamStores.h"
 #include "ip/records/Progress.h"
 
 namespace TQ::IP::TQ_LEVEL {
@@ -141,15 +142,36 @@ template <class Body>
     }
 }
 
-/// One row: whole vectors in place, the rest through buffers that are as long as a vector, so that nothing
-/// outside the images is touched.
+/// Whole vectors, past the caches: a few at a time go through a buffer.
 template <class Body>
-TQ_INLINE void RunPointRow(unsigned char* output, const unsigned char* const* inputs, int width,
+void StreamPointVectors(unsigned char* output, const unsigned char* const* inputs, int vectors,
+                        const typename Body::Parameters& parameters) {
+    constexpr int most = 16;
+    alignas(64) unsigned char buffer[most * Body::Output::vectorBytes];
+    for (int done = 0; done < vectors; done += most) {
+        const int count = Smaller(most, vectors - done);
+        const unsigned char* from[3] = {inputs[0] + done * Body::In0::vectorBytes,
+                                        inputs[1] + done * Body::In1::vectorBytes,
+                                        inputs[2] + done * Body::In2::vectorBytes};
+        RunPointVectors<Body>(buffer, from, count, parameters);
+        CopyOrStream(output + done * Body::Output::vectorBytes, buffer, count * Body::Output::vectorBytes,
+                     true);
+    }
+}
+
+/// One row: whole vectors, and the rest through buffers that are as long as a vector, so that nothing outside
+/// the images is touched.
+template <class Body>
+TQ_INLINE void RunPointRow(unsigned char* output, const unsigned char* const* inputs, int width, bool stream,
                            const typename Body::Parameters& parameters) {
     constexpr int inputBytes[3] = {Body::In0::pixelBytes, Body::In1::pixelBytes, Body::In2::pixelBytes};
     const int vectors = width / lanes;
     const int done = vectors * lanes;
-    RunPointVectors<Body>(output, inputs, vectors, parameters);
+    if (stream) {
+        StreamPointVectors<Body>(output, inputs, vectors, parameters);
+    } else {
+        RunPointVectors<Body>(output, inputs, vectors, parameters);
+    }
     if (done == width) {
         return;
     }
@@ -172,6 +194,7 @@ bool RunPoint(const ImageView& output, const ImageView* inputs, const Bounds& ba
     static constexpr Parameters none{};
     const Parameters& record = parameters != nullptr ? *static_cast<const Parameters*>(parameters) : none;
     static constexpr unsigned char noPixels = 0;
+    const bool stream = IsStreamed(output, Body::Output::pixelBytes);
     for (int y = band.y1; y < band.y2; ++y) {
         const unsigned char* rows[3] = {&noPixels, &noPixels, &noPixels};
         for (int i = 0; i < 3; ++i) {
@@ -180,9 +203,10 @@ bool RunPoint(const ImageView& output, const ImageView* inputs, const Bounds& ba
             }
         }
         RunPointRow<Body>(PixelAt(output, band.x1, y, Body::Output::pixelBytes), rows, band.x2 - band.x1,
-                          record);
+                          stream, record);
         ReportRow(progress, band, y);
     }
+    EndStream();
     return true;
 }
 

@@ -39,6 +39,20 @@ TQ_INLINE void StoreOrStream(unsigned char* target, __m128i value, bool stream) 
     }
 }
 
+/// What a kernel has left in the first-level cache, to its place.
+TQ_INLINE void CopyOrStream(unsigned char* target, const unsigned char* source, int bytes, bool stream) {
+    int done = 0;
+    if (stream) {
+        done = static_cast<int>(-reinterpret_cast<std::uintptr_t>(target) % 16);
+        done = done < bytes ? done : bytes;
+        __builtin_memcpy(target, source, static_cast<std::uint32_t>(done));
+        for (; done + 16 <= bytes; done += 16) {
+            _mm_stream_si128(reinterpret_cast<__m128i*>(target + done), Read<__m128i>(source + done));
+        }
+    }
+    __builtin_memcpy(target + done, source + done, static_cast<std::uint32_t>(bytes - done));
+}
+
 /// Makes what was streamed visible to other threads. Once, when a band is done.
 TQ_INLINE void EndStream() {
     _mm_sfence();

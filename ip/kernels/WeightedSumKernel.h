@@ -33,25 +33,36 @@ template <class Frame>
 }
 
 template <class Frame>
-void AddRow(unsigned char* output, const SumInputs& inputs, int width, const WeightedSumParameters& p) {
+void AddRow(unsigned char* output, const SumInputs& inputs, int width, bool stream,
+            const WeightedSumParameters& p) {
     using Sum = Pixels<FloatStorage, Frame::alpha>;
-    const int vectors = width / lanes;
-    const int done = vectors * lanes;
-    AddVectors<Frame>(output, inputs, vectors, p);
-    if (done == width) {
+    constexpr int most = 16;  // vectors that go through a buffer, since nothing reads the sum soon
+    alignas(64) unsigned char buffer[most * Sum::vectorBytes];
+    const auto bytesOf = [&](int f) {
+        return f == 0 && p.startsFromSum ? Sum::pixelBytes : Frame::pixelBytes;
+    };
+    const int whole = width / lanes * lanes;
+    for (int x = 0; x < whole; x += most * lanes) {
+        const int count = Smaller(most * lanes, whole - x);
+        SumInputs part;
+        for (int f = 0; f < p.inputs; ++f) {
+            part.rows[f] = inputs.rows[f] + x * bytesOf(f);
+        }
+        AddVectors<Frame>(buffer, part, count / lanes, p);
+        CopyOrStream(output + x * Sum::pixelBytes, buffer, count * Sum::pixelBytes, stream);
+    }
+    if (whole == width) {
         return;
     }
-    unsigned char buffers[weightedMostInputs + 1][Sum::vectorBytes];
+    unsigned char buffers[weightedMostInputs][Sum::vectorBytes];
     SumInputs rest;
     for (int f = 0; f < p.inputs; ++f) {
-        const int bytes = f == 0 && p.startsFromSum ? Sum::pixelBytes : Frame::pixelBytes;
         __builtin_memset(buffers[f], 0, sizeof(buffers[f]));
-        Copy(buffers[f], inputs.rows[f] + done * bytes, (width - done) * bytes);
+        Copy(buffers[f], inputs.rows[f] + whole * bytesOf(f), (width - whole) * bytesOf(f));
         rest.rows[f] = buffers[f];
     }
-    unsigned char* result = buffers[weightedMostInputs];
-    AddVectors<Frame>(result, rest, 1, p);
-    Copy(output + done * Sum::pixelBytes, result, (width - done) * Sum::pixelBytes);
+    AddVectors<Frame>(buffer, rest, 1, p);
+    Copy(output + whole * Sum::pixelBytes, buffer, (width - whole) * Sum::pixelBytes);
 }
 
 template <class Frame>
@@ -59,15 +70,17 @@ bool RunWeightedSum(const ImageView& output, const ImageView* inputs, const Boun
                     const void* parameters, Image::Progress& progress) {
     using Sum = Pixels<FloatStorage, Frame::alpha>;
     const auto& p = *static_cast<const WeightedSumParameters*>(parameters);
+    const bool stream = IsStreamed(output, Sum::pixelBytes);
     for (int y = band.y1; y < band.y2; ++y) {
         SumInputs rows;
         for (int f = 0; f < p.inputs; ++f) {
             const int bytes = f == 0 && p.startsFromSum ? Sum::pixelBytes : Frame::pixelBytes;
             rows.rows[f] = PixelAt(inputs[f], band.x1, y, bytes);
         }
-        AddRow<Frame>(PixelAt(output, band.x1, y, Sum::pixelBytes), rows, band.x2 - band.x1, p);
+        AddRow<Frame>(PixelAt(output, band.x1, y, Sum::pixelBytes), rows, band.x2 - band.x1, stream, p);
         ReportRow(progress, band, y);
     }
+    EndStream();
     return true;
 }
 
