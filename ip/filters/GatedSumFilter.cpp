@@ -60,8 +60,10 @@ const TemporalAddFilter* AsStart(const FilterBase& filter) {
 /// last step fits.
 Half CollectBackwards(const Handle& last, float limit, Budget& budget) {
     Half half;
-    const auto take = [&](const Handle& frame, float weight) {
-        if (half.inputs.size() + 2 > gatedMostFrames / 2 || !budget.Take(*frame)) {
+    // `mostBefore` leaves a place for the sum that the half may have to start from.
+    constexpr std::size_t mostInputs = gatedMostFrames / 2;
+    const auto take = [&](const Handle& frame, float weight, std::size_t mostBefore) {
+        if (half.inputs.size() > mostBefore || !budget.Take(*frame)) {
             return false;
         }
         half.inputs.push_back(frame);
@@ -71,14 +73,14 @@ Half CollectBackwards(const Handle& last, float limit, Budget& budget) {
     Handle step = last;
     while (const DetectMotionFilter* gate = AsGate(*step, limit)) {
         const bool shared = step != last && step->consumers.size() != 1;
-        if (shared || !take(gate->inputs[0], gate->Weight())) {
+        if (shared || !take(gate->inputs[0], gate->Weight(), mostInputs - 2)) {
             break;
         }
         step = gate->inputs[1];
     }
     const TemporalAddFilter* start = AsStart(*step);
     const bool owned = step == last || step->consumers.size() == 1;
-    if (start != nullptr && owned && take(start->inputs[0], start->Weight())) {
+    if (start != nullptr && owned && take(start->inputs[0], start->Weight(), mostInputs - 1)) {
         return half;
     }
     if (!half.inputs.empty()) {

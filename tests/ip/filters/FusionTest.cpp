@@ -1,0 +1,134 @@
+// What several filters compute as one is what they compute one after the other.
+
+#include "ip/filters/AddHighPassFilter.h"
+#include "ip/filters/DetectMotionFilter.h"
+#include "ip/filters/FilterTest.h"
+#include "ip/filters/GaussianBlurFilter.h"
+#include "ip/filters/TemporalAddFilter.h"
+#include "ip/filters/TemporalUnmultFilter.h"
+
+namespace TQ::Test {
+namespace {
+
+using IP::Bounds;
+
+constexpr Bounds area{3, -2, 560, 75};
+constexpr Bounds window{9, 0, 555, 70};
+
+/// The same filter, which stays by itself.
+template <class Base>
+struct Alone : Base {
+    using Base::Base;
+    std::shared_ptr<IP::FilterBase> Fuse(std::uint64_t) override { return nullptr; }
+};
+
+/// Graphs over frames that drift, with something that moves.
+class Fusion : public EveryFormat {
+  protected:
+    FilterHandle Frame(int time) {
+        return bench.Leaf(area, [=](int x, int y, int channel) {
+            const bool moving = std::abs(x - 60 - 12 * time) < 20 && std::abs(y - 30) < 15;
+            const double still = 0.3 + 0.3 * std::sin(0.05 * x + channel) + 0.02 * time;
+            return channel == 3 ? 1.0 - 0.5 * Noise(x, y, 3)
+                                : (moving ? 0.9 : still) + 0.05 * Noise(x, y, channel, time);
+        });
+    }
+
+    template <class Filter, class... Arguments>
+    FilterHandle Make(bool fuses, const Arguments&... arguments) {
+        if (fuses) {
+            return std::make_shared<Filter>(arguments...);
+        }
+        return std::make_shared<Alone<Filter>>(arguments...);
+    }
+
+    FilterHandle MaskOf(bool fuses, const FilterHandle& frame, const FilterHandle& sum) {
+        const FilterHandle mean = std::make_shared<IP::TemporalUnmultFilter>(frame, sum);
+        return Make<IP::DetectMotionFilter>(fuses, frame, mean, 0.2F, 1.0F, false);
+    }
+
+    FilterHandle Gated(bool fuses, const std::vector<FilterHandle>& frames) {
+        FilterHandle sum = Make<IP::TemporalAddFilter>(fuses, frames[0], 0.1F);
+        for (std::size_t i = 1; i < frames.size(); ++i) {
+            const float weight = 0.1F + 0.03F * static_cast<float>(i);
+            sum = Make<IP::TemporalAddFilter>(fuses, frames[i], sum, MaskOf(fuses, frames[i], sum), weight,
+                                              true);
+        }
+        return sum;
+    }
+
+    FilterHandle Joined(bool fuses) {
+        const FilterHandle source = Frame(0);
+        const FilterHandle past = Gated(fuses, {Frame(-3), Frame(-2), Frame(-1)});
+        const FilterHandle future = Gated(fuses, {Frame(2), Frame(1), source});
+        return Make<IP::TemporalAddFilter>(fuses, future, past, MaskOf(fuses, source, past), 1.0F, false);
+    }
+
+    FilterHandle Added(bool fuses) {
+        FilterHandle sum = Make<IP::TemporalAddFilter>(fuses, Frame(-2), 0.3F);
+        for (int time = -1; time <= 2; ++time) {
+            sum = Make<IP::TemporalAddFilter>(fuses, Frame(time), sum, 0.2F);
+        }
+        return sum;
+    }
+
+    /// The bytes of a frame of the area, as the graph counts them.
+    static std::uint64_t BytesOfFrame(const FilterHandle& sum) {
+        sum->SetRegion(area, sum->GetFormat());
+        const FilterHandle& frame =
+            sum->inputs[0]->inputs.empty() ? sum->inputs[0] : sum->inputs[0]->inputs[0];
+        return frame->OutputBytes();
+    }
+
+    FilterBench bench{GetParam(), 3};
+};
+
+TEST_P(Fusion, GatedHalvesAreWhatTheirStepsAre) {
+    const LayerHandle expected = bench.Render(Joined(false), window, 32);
+    EXPECT_EQ(bench.Error(bench.Render(Joined(true), window, 32), expected), 0);
+}
+
+TEST_P(Fusion, AChainIsCutWhereFramesWouldTakeTooMuchMemory) {
+    const auto frames = [&] { return std::vector{Frame(-3), Frame(-2), Frame(-1), Frame(0), Frame(1)}; };
+    const LayerHandle expected = bench.Render(Gated(false, frames()), window, 32);
+    const FilterHandle chain = OptimizedGraph(Gated(true, frames())).Sink();
+    const FilterHandle cut = chain->Fuse(2 * BytesOfFrame(chain));
+    ASSERT_NE(cut, nullptr);
+    EXPECT_EQ(cut->inputs.size(), 3U) << "a sum and two frames";
+    EXPECT_EQ(bench.Error(bench.Render(cut, window, 32), expected), 0);
+    EXPECT_EQ(chain->Fuse(BytesOfFrame(chain) / 2), nullptr);
+}
+
+TEST_P(Fusion, SumsOfFramesAgreeToTheLastBits) {
+    const LayerHandle expected = bench.Render(Added(false), window, 32);
+    EXPECT_LE(bench.Error(bench.Render(Added(true), window, 32), expected), 1e-6);
+    const FilterHandle chain = Added(true);
+    const FilterHandle cut = chain->Fuse(3 * BytesOfFrame(chain));
+    ASSERT_NE(cut, nullptr);
+    EXPECT_EQ(cut->inputs.size(), 4U) << "a sum and three frames";
+    EXPECT_LE(bench.Error(bench.Render(cut, window, 32), expected), 1e-6);
+}
+
+TEST_P(Fusion, TheBlursOfAHighPassAreWhatTheyAreByThemselves) {
+    const auto graph = [&](bool fuses, float sigma, float threshold) {
+        const FilterHandle source = Frame(0);
+        const auto blurOf = [&](const FilterHandle& input) {
+            return std::make_shared<IP::GaussianBlurFilter>(input, IP::BlurSigma{sigma, sigma, 0}, 0, 0);
+        };
+        return Make<IP::AddHighPassFilter>(fuses, source, blurOf(source), blurOf(Added(true)), threshold,
+                                           true, true);
+    };
+    // The larger blur leaves too few bands for the threads.
+    for (const float sigma : {2.0F, 40.0F}) {
+        for (const float threshold : {1.0F, 0.2F}) {
+            const LayerHandle expected = bench.Render(graph(false, sigma, threshold), window);
+            EXPECT_EQ(bench.Error(bench.Render(graph(true, sigma, threshold), window), expected), 0) << sigma;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, Fusion,
+                         testing::Values(byteFormat, shortFormat, short32768Format, floatFormat), FormatName);
+
+}  // namespace
+}  // namespace TQ::Test
