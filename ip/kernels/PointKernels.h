@@ -79,10 +79,11 @@ struct TemporalAddMask {
     }
 };
 
-/// What turns a sum into a mean; 1 where nothing was summed.
+/// What turns a sum into a mean; 1 where nothing was summed. A weight that is not a full float counts as the
+/// least one that is.
 TQ_INLINE F InverseWeight(F weight) {
-    const F one = Splat(1);
-    return weight > 0.0F ? one / weight : one;
+    const F leastFull = Splat(1.17549435e-38F);
+    return weight > 0.0F ? Reciprocal(Max(weight, leastFull)) : Splat(1);
 }
 
 template <class Frame>
