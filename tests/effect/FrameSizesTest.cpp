@@ -57,7 +57,7 @@ class FrameSizes : public testing::Test {
 
     ::Test::FakeHost fake;
     ::Test::FakeHost::Entry entry = [this](const char* action, const void* handle, OfxPropertySetHandle in,
-                                         OfxPropertySetHandle out) {
+                                           OfxPropertySetHandle out) {
         DeflickerPlugin effect;
         return TQ::Host::OFX::RunAction(effect, fake.Get(), action, handle, in, out);
     };
