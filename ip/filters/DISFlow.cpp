@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "ip/filters/DISGradientsFilter.h"
-#include "ip/filters/DISParts.h"
 #include "ip/filters/DISPyramidFilter.h"
+#include "ip/filters/Parts.h"
 
 namespace TQ::IP {
 

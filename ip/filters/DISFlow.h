@@ -4,7 +4,7 @@
 
 #include "ip/Host.h"
 #include "ip/filters/DISLevels.h"
-#include "ip/filters/DISParts.h"
+#include "ip/filters/Parts.h"
 #include "ip/kernels/FlowKernels.h"
 
 namespace TQ::IP {

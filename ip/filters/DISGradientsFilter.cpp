@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "ip/filters/DISParts.h"
 #include "ip/filters/DISPyramidFilter.h"
+#include "ip/filters/Parts.h"
 #include "ip/records/Exception.h"
 
 namespace TQ::IP {

@@ -6,8 +6,8 @@
 
 #include "ip/Host.h"
 #include "ip/filters/DISLevels.h"
-#include "ip/filters/DISParts.h"
 #include "ip/filters/DISPyramidFilter.h"
+#include "ip/filters/Parts.h"
 
 namespace TQ::IP {
 

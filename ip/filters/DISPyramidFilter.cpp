@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "ip/filters/DISHalving.h"
-#include "ip/filters/DISParts.h"
+#include "ip/filters/Parts.h"
 #include "ip/filters/ResizeFilter.h"
 #include "ip/records/Exception.h"
 

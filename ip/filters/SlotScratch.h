@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "ip/filters/DISParts.h"
+#include "ip/filters/Parts.h"
 
 namespace TQ::IP {
 

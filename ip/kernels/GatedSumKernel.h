@@ -68,12 +68,13 @@ TQ_INLINE F SimilarityToPicture(const DetectMotionParameters& p, const unsigned 
     return ColorSimilarity(Frame::Load(frame).rgb, stored, Splat(p.inverseLimit));
 }
 
+/// A tile of the output: walks down its rows, and takes those of each step when the one after it needs them.
 template <class Frame>
 class GatedTile {
   public:
     using Sum = Pixels<FloatStorage, Frame::alpha>;
 
-    /// `tile` is at most gatedTileColumns wide; `scratch` holds GatedSumScratchFloats.
+    /// `tile` is at most gatedTileColumns wide.
     GatedTile(const ImageView& output, const ImageView* inputs, const Bounds& tile,
               const GatedSumParameters& p)
         : _p(p), _output(output), _tile(tile), _stream(IsStreamed(output, Sum::pixelBytes)), _steps(0) {
