@@ -22,8 +22,8 @@ using Handle = std::shared_ptr<FilterBase>;
 using Half = GatedSumFilter::Half;
 
 constexpr int reachOfStep = 2;
-/// Rows for which it pays to cut a tile in two, although each part computes some rows of the other.
-constexpr int leastRowsOfTile = 128;
+/// Rows for which it pays to cut a band in two, although each part computes some rows of the other.
+constexpr int leastRowsOfBand = 128;
 
 bool IsSource(const FilterBase& filter) {
     return filter.inputs.empty();
@@ -136,12 +136,12 @@ std::optional<Joint> JointOf(const TemporalAddFilter& join) {
     return Joint{join.inputs[0], past, frame, mask->Limit()};
 }
 
-/// Tiles of one width and about one height, at least two for each thread where the picture is large enough.
-struct Tiles {
-    Tiles(const Bounds& bounds, int threads)
-        : whole(bounds), columns((Width(bounds) + gatedTileColumns - 1) / gatedTileColumns) {
+/// Bands of about one size, at least two for each thread where the picture is large enough.
+struct GatedBands {
+    GatedBands(const Bounds& bounds, int threads)
+        : whole(bounds), columns((Width(bounds) + gatedMostColumns - 1) / gatedMostColumns) {
         const int wanted = threads == 1 ? 1 : (2 * threads + columns - 1) / columns;
-        rows = std::clamp(wanted, 1, std::max(Height(bounds) / leastRowsOfTile, 1));
+        rows = std::clamp(wanted, 1, std::max(Height(bounds) / leastRowsOfBand, 1));
     }
 
     Bounds At(int index) const {
@@ -258,12 +258,12 @@ void GatedSumFilter::RunHost(Host& runHost, Layer& target, const std::vector<Lay
     const std::int64_t floats = GatedSumScratchFloats(static_cast<std::int32_t>(inputs.size()));
     const SlotScratch scratch(runHost, floats * static_cast<std::int64_t>(sizeof(float)));
     _scratch = &scratch;
-    const Tiles tiles(target.Bounds(), ThreadSlots(runHost));
-    ForParts(runHost, tiles.columns * tiles.rows,
-             [&](int part, int slot) { RunHostRows(tiles.At(part), slot); });
+    const GatedBands bands(target.Bounds(), ThreadSlots(runHost));
+    ForParts(runHost, bands.columns * bands.rows,
+             [&](int part, int slot) { RunHostRows(bands.At(part), slot); });
 }
 
-void GatedSumFilter::RunHostRows(const Bounds& tile, int slot) {
+void GatedSumFilter::RunHostRows(const Bounds& band, int slot) {
     const GatedSumParameters parameters{1.0F / _limit,
                                         static_cast<std::int32_t>(_pastInputs),
                                         static_cast<std::int32_t>(inputs.size() - _pastInputs),
@@ -271,7 +271,7 @@ void GatedSumFilter::RunHostRows(const Bounds& tile, int slot) {
                                         {_startsFromSum[0], _startsFromSum[1]},
                                         _weights.data(),
                                         reinterpret_cast<float*>(_scratch->Of(slot))};
-    RunBand(KernelId::GatedSum, *inputLayers.back(), tile, &parameters, threadThatDoesNotReport);
+    RunBand(KernelId::GatedSum, *inputLayers.back(), band, &parameters, threadThatDoesNotReport);
 }
 
 }  // namespace TQ::IP

@@ -47,8 +47,8 @@ class GatedSumFilter : public Filter {
     void RunHost(Host& host, Layer& output, const std::vector<Layer*>& inputLayers) override;
 
   protected:
-    /// One tile, with the scratch of one slot.
-    void RunHostRows(const Bounds& tile, int slot) override;
+    /// One band, with the scratch of one slot.
+    void RunHostRows(const Bounds& band, int slot) override;
 
   private:
     void Add(const Half& half, bool joins);

@@ -3,10 +3,11 @@
 // GatedSum: a whole chain of TemporalMultAddDetectMotion steps, and the comparison that joins two of them, in
 // one walk over the frames. Included by the level files only; see Vector.h.
 //
-// A tile of columns is walked downwards. Every step keeps the last three rows that it produced and the last
-// five rows of its similarities, and takes rows from the step before it as it needs them; so no sum but the
-// last one leaves the cache. Rows in between lie plane by plane, which spares each step from taking pixels
-// apart and putting them together.
+// The picture is walked in batches of rows, and each batch from left to right in tiles of blocks of columns.
+// All steps take a tile in turn and in place: what arrives is the sum before a step, what leaves is the sum
+// after it. The window of a step reaches two pixels in each direction, so what leaves lies two rows higher
+// and one block further left than what arrived. Thus nothing is computed twice, each step keeps only the last
+// rows of a batch and the last columns of a tile, and a tile stays in the first-level cache.
 
 #include "ip/kernels/MotionKernels.h"
 #include "ip/kernels/PointKernels.h"
@@ -14,334 +15,538 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-constexpr int keptRows = motionReach + 1;  ///< of a step's output: the row in work and those compared ahead
-static_assert(gatedStepFloats == (keptRows * 4 + motionWindow) * gatedRowFloats);
-static_assert(gatedTileColumns + 2 * motionReach * (gatedMostFrames / 2 + 2) + 2 * 16 <= gatedRowFloats);
+constexpr int batchRows = gatedBatchRows;
+constexpr int tileBlocks = gatedTileBlocks;
+constexpr int aheadBlocks = gatedTileBlocks;  ///< from a block to the one whose pixels are fetched ahead
+constexpr int historyRows = motionWindow - 1;
+constexpr int arrivingRows = motionReach + batchRows;
+constexpr int arrivingBlocks = 1 + tileBlocks;
+static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
+static_assert(batchRows >= historyRows && tileBlocks >= 2);
 
-/// A row of an accumulator on the tile's grid of columns, one plane per channel.
-struct SumRow {
-    float* plane;
+/// The sums of a block's pixels in one row, one plane per channel.
+struct alignas(64) SumCell {
+    float plane[4][gatedBlock];
 
-    TQ_INLINE Pixel Load(int column) const {
-        return {{Read<F>(plane + column), Read<F>(plane + gatedRowFloats + column),
-                 Read<F>(plane + 2 * gatedRowFloats + column)},
-                Read<F>(plane + 3 * gatedRowFloats + column)};
+    TQ_INLINE Pixel Load(int i) const {
+        return {{Read<F>(plane[0] + i), Read<F>(plane[1] + i), Read<F>(plane[2] + i)}, Read<F>(plane[3] + i)};
     }
-    TQ_INLINE void Store(int column, const Pixel& pixel) const {
-        Write(plane + column, pixel.rgb.r);
-        Write(plane + gatedRowFloats + column, pixel.rgb.g);
-        Write(plane + 2 * gatedRowFloats + column, pixel.rgb.b);
-        Write(plane + 3 * gatedRowFloats + column, pixel.a);
-    }
-    /// Columns before `first` and from `end` on, as far as a neighbourhood reaches, get the value of the
-    /// nearest column between them.
-    void RepeatEdges(int first, int end) const {
-        for (int c = 0; c < 4; ++c) {
-            float* row = plane + c * gatedRowFloats;
-            for (int i = 1; i <= motionReach; ++i) {
-                row[first - i] = row[first];
-                row[end - 1 + i] = row[end - 1];
-            }
-        }
+    TQ_INLINE void Store(int i, const Pixel& pixel) {
+        Write(plane[0] + i, pixel.rgb.r);
+        Write(plane[1] + i, pixel.rgb.g);
+        Write(plane[2] + i, pixel.rgb.b);
+        Write(plane[3] + i, pixel.a);
     }
 };
+
+/// The sums that a step works on: those that arrive, with two rows above them and a block to their left that
+/// arrived before. A step leaves its own sums in the places from the first row and block on; the last two
+/// rows and the last block, which it has not come to yet, it keeps elsewhere, and their places become the
+/// first ones of the next step.
+class SumTile {
+  public:
+    void Start() { _firstRow = _firstBlock = 0; }
+    /// Moves on to the next step: row r becomes row r + motionReach, block i block i + 1.
+    void Shift() {
+        _firstRow = (_firstRow + arrivingRows - motionReach) % arrivingRows;
+        _firstBlock = (_firstBlock + arrivingBlocks - 1) % arrivingBlocks;
+    }
+    TQ_INLINE SumCell* Block(int i) { return _cells[(i + _firstBlock) % arrivingBlocks]; }
+    /// The place of row r in each block.
+    TQ_INLINE int Place(int r) const { return (r + _firstRow) % arrivingRows; }
+
+  private:
+    SumCell _cells[arrivingBlocks][arrivingRows];
+    int _firstRow, _firstBlock;
+};
+
+/// The sums of the five similarities above each other, of a tile and the two blocks before it.
+using ColumnSums = float[batchRows][(2 + tileBlocks) * gatedBlock];
+
+/// What a step keeps of a block from batch to batch.
+struct KeptBlock {
+    SumCell sums[motionReach];
+    float similarities[historyRows][gatedBlock];
+};
+
+/// What a step keeps from tile to tile.
+struct KeptColumns {
+    SumCell sums[arrivingRows];
+    float columnSums[batchRows][2 * gatedBlock];
+};
+
+/// What the steps work on in turn.
+struct GatedWork {
+    SumTile past, future;
+    alignas(64) ColumnSums columnSums;
+};
+
+static_assert(sizeof(GatedWork) == gatedWorkFloats * sizeof(float));
+static_assert(gatedMostBlocks * sizeof(KeptBlock) + sizeof(KeptColumns) == gatedStepFloats * sizeof(float));
+// The columns of a band, what all steps reach beyond it on both sides, and parts of blocks at both ends.
+static_assert(gatedMostColumns + 2 * motionReach * (gatedMostFrames / 2 + 1) + 2 * gatedBlock <=
+              gatedMostBlocks * gatedBlock);
 
 /// One step of a chain and what it keeps.
 struct GatedStep {
     const ImageView* input;  ///< a frame, or the sum that a chain starts from
     float weight;
-    int before;           ///< the step whose sum is gated, or noStep
-    bool startsSum;       ///< `input` is a sum
-    Bounds domain;        ///< the pixels that are wanted of this step
-    int produced;         ///< the last row of the domain that exists
-    int compared;         ///< the last row of similarities that exists
-    float* sums;          ///< keptRows rows of four planes
-    float* similarities;  ///< motionWindow rows
+    int lag;          ///< by how many blocks and pairs of rows its sums lie behind those of a step without
+    Bounds arriving;  ///< the pixels that exist of the sum before it
+    Bounds domain;    ///< the pixels that are wanted of it
+    KeptBlock* blocks;
+    KeptColumns* columns;
+    const unsigned char* rows[arrivingRows];  ///< of the input, from motionReach rows above the batch on
+
+    /// `y` is the first row of the batch that arrives. Rows beyond the input repeat.
+    void StartBatch(int y) {
+        for (int r = 0; r < arrivingRows; ++r) {
+            rows[r] = RowAt(*input, Clamp(y - motionReach + r, input->bounds.y1, input->bounds.y2 - 1));
+        }
+    }
+
+    /// From a block's pixels to those to be fetched ahead; beyond the last block those of the next batch.
+    template <class Format>
+    std::int64_t Ahead(int block, int firstBlock, int lastBlock) const {
+        const bool wraps = block + aheadBlocks > lastBlock;
+        const std::int64_t distance = wraps ? aheadBlocks - (lastBlock + 1 - firstBlock) : aheadBlocks;
+        return distance * gatedBlock * Format::pixelBytes + (wraps ? batchRows * input->rowBytes : 0);
+    }
 };
 
-/// The similarity of a frame to the mean of the past half, where that is a picture in the frame's format.
-template <class Frame>
-TQ_INLINE F SimilarityToPicture(const DetectMotionParameters& p, const unsigned char* frame,
-                                const Pixel& sum) {
-    const Color mean = sum.rgb * InverseWeight(sum.a);
-    const Color stored{Frame::AsStored(mean.r), Frame::AsStored(mean.g), Frame::AsStored(mean.b)};
-    return ColorSimilarity(Frame::Load(frame).rgb, stored, Splat(p.inverseLimit));
-}
+/// Where the rows of a block's pixels are.
+struct BlockPixels {
+    const unsigned char* const* rows;
+    std::int64_t offset;
+    TQ_INLINE const unsigned char* Row(int r) const { return rows[r] + offset; }
+};
 
-/// A tile of the output: walks down its rows, and takes those of each step when the one after it needs them.
+/// The pixels of a step's input in a batch. Columns beyond the picture repeat.
+template <class Format>
+class BatchPixels {
+  public:
+    explicit BatchPixels(const GatedStep& step) : _rows(step.rows), _bounds(step.input->bounds) {}
+
+    /// Those of the block at x. They stay until the next call.
+    TQ_INLINE BlockPixels Block(int x) {
+        if (x >= _bounds.x1 && x + gatedBlock <= _bounds.x2) {
+            return {_rows, (static_cast<std::int64_t>(x) - _bounds.x1) * Format::pixelBytes};
+        }
+        return Stage(x);
+    }
+
+  private:
+    [[gnu::noinline]] BlockPixels Stage(int x) {
+        for (int r = 0; r < arrivingRows; ++r) {
+            for (int i = 0; i < gatedBlock; ++i) {
+                const std::int64_t column = Clamp(x + i, _bounds.x1, _bounds.x2 - 1) - _bounds.x1;
+                __builtin_memcpy(_staged[r] + i * Format::pixelBytes, _rows[r] + column * Format::pixelBytes,
+                                 Format::pixelBytes);
+            }
+            _stagedRows[r] = _staged[r];
+        }
+        return {_stagedRows, 0};
+    }
+
+    const unsigned char* const* _rows;
+    const Bounds _bounds;
+    const unsigned char* _stagedRows[arrivingRows];
+    unsigned char _staged[arrivingRows][gatedBlock * Format::pixelBytes];
+};
+
+/// Rows y1 to y2 as far as they fall into the batch at y, counted from there.
+struct RowRange {
+    int first, end;
+    RowRange(int y1, int y2, int y)
+        : first(y1 > y ? y1 - y : 0), end(Smaller(y2 > y ? y2 - y : 0, batchRows)) {}
+    bool IsEmpty() const { return first >= end; }
+};
+
+/// A frame's step: what the mask leaves of the sum, plus the frame.
 template <class Frame>
-class GatedTile {
+struct GateAndAdd {
+    DetectMotionParameters p;
+
+    TQ_INLINE F Similarity(const unsigned char* frame, const Pixel& sum) const {
+        return SimilarityToMean<Frame>(p, frame, sum);
+    }
+    TQ_INLINE Pixel At(const unsigned char* frame, const Pixel& sum, F mask, const Pixel& /*future*/) const {
+        return AddGated<Frame>(p.weight, frame, sum, mask);
+    }
+};
+
+/// The join of two halves: compares a frame with the mean of the past half as a picture in the frame's
+/// format, with a mask in that format.
+template <class Frame>
+struct GateAndJoin {
+    DetectMotionParameters p;
+
+    TQ_INLINE F Similarity(const unsigned char* frame, const Pixel& past) const {
+        const Color mean = past.rgb * InverseWeight(past.a);
+        const Color stored{Frame::AsStored(mean.r), Frame::AsStored(mean.g), Frame::AsStored(mean.b)};
+        return ColorSimilarity(Frame::Load(frame).rgb, stored, Splat(p.inverseLimit));
+    }
+    TQ_INLINE Pixel At(const unsigned char* /*frame*/, const Pixel& past, F mask, const Pixel& future) const {
+        const F m = Frame::AsStored(mask);
+        return TemporalAddMask<Frame>::At({1.0F}, future, past, Pixel{{m, m, m}, m});
+    }
+};
+
+/// A tile's way through one step.
+template <class Frame, class Rule>
+class StepOverTile {
+  public:
+    /// `block` and `y` are the first block and row of the sums that arrive in `tile`, `gridX` the x of
+    /// block 0.
+    StepOverTile(const GatedStep& step, float inverseLimit, int gridX, int block, int y, GatedWork& work,
+                 SumTile& tile)
+        : _step(step),
+          _rule{{inverseLimit, step.weight}},
+          _gridX(gridX),
+          _block(block),
+          _topRow(step.arriving.y1 - y),
+          _compared(step.arriving.y1, step.arriving.y2, y),
+          _gated(step.domain.y1, step.domain.y2, y - motionReach),
+          _work(work),
+          _tile(tile),
+          _pixels(step) {
+        for (int r = 0; r < arrivingRows; ++r) {
+            _place[r] = tile.Place(r);
+        }
+    }
+
+    void Run() {
+        const int firstArriving = BlockOf(_step.arriving.x1);
+        const int lastArriving = BlockOf(_step.arriving.x2 - 1);
+        const int firstGated = BlockOf(_step.domain.x1);
+        const int lastGated = BlockOf(_step.domain.x2 - 1);
+        if ((_compared.IsEmpty() && _gated.IsEmpty()) || _block + tileBlocks <= firstArriving ||
+            _block > lastGated + 1) {
+            return;
+        }
+        KeptColumns& kept = *_step.columns;
+        for (int r = 0; r < batchRows; ++r) {
+            __builtin_memcpy(_work.columnSums[r], kept.columnSums[r], sizeof(kept.columnSums[r]));
+        }
+        for (int i = 0; i < tileBlocks; ++i) {
+            const int block = _block + i;
+            if (block >= firstArriving && block <= lastArriving) {
+                Compare(i, _step.template Ahead<Frame>(block, firstArriving, lastArriving));
+            }
+            if (block == firstArriving) {
+                RepeatLeft(ColumnOf(_step.arriving.x1));
+            }
+            if (block == lastArriving || block == lastArriving + 1) {
+                RepeatRight(i, ColumnOf(_step.arriving.x2 - 1));
+            }
+        }
+        for (int i = 0; i < tileBlocks; ++i) {
+            const int block = _block + i - 1;
+            if (block >= firstGated && block <= lastGated) {
+                Gate(i);
+            }
+        }
+        const SumCell* last = _tile.Block(tileBlocks);
+        for (int r = motionReach; r < arrivingRows; ++r) {
+            kept.sums[r] = last[_place[r]];
+        }
+        for (int r = 0; r < batchRows; ++r) {
+            __builtin_memcpy(kept.columnSums[r], _work.columnSums[r] + tileBlocks * gatedBlock,
+                             sizeof(kept.columnSums[r]));
+        }
+    }
+
+  private:
+    int BlockOf(int x) const { return (x - _gridX) / gatedBlock; }
+    /// The index in a row of the column sums.
+    int ColumnOf(int x) const { return x - _gridX + (2 - _block) * gatedBlock; }
+
+    /// Columns before the first one that exists, as far as a window reaches, are like it.
+    void RepeatLeft(int first) {
+        for (auto& row : _work.columnSums) {
+            row[first - 1] = row[first - 2] = row[first];
+        }
+    }
+
+    /// So are those after the last one, as far as they lie in block i of the tile.
+    void RepeatRight(int i, int last) {
+        for (auto& row : _work.columnSums) {
+            for (int c = last + 1; c <= last + motionReach; ++c) {
+                if (c / gatedBlock == i + 2) {
+                    row[c] = row[last];
+                }
+            }
+        }
+    }
+
+    /// Similarities of the frame to the sums that arrive in block i of the tile, added up in columns of five.
+    [[gnu::noinline]] void Compare(int i, std::int64_t ahead) {
+        KeptBlock& kept = _step.blocks[_block + i];
+        const BlockPixels frame = _pixels.Block(_gridX + (_block + i) * gatedBlock);
+        const SumCell* const sums = _tile.Block(i + 1);
+        float* const columnSums = _work.columnSums[0] + (i + 2) * gatedBlock;
+        constexpr int rowFloats = (2 + tileBlocks) * gatedBlock;
+        const RowRange rows = _compared;
+        const Rule rule = _rule;
+        for (int r = 0; r < motionReach; ++r) {
+            Prefetch<gatedBlock * Frame::pixelBytes>(frame.Row(r) + ahead);
+        }
+        for (int v = 0; v < gatedBlock; v += lanes) {
+            F above[historyRows];
+            for (int r = 0; r < historyRows; ++r) {
+                above[r] = Read<F>(kept.similarities[r] + v);
+            }
+            for (int r = rows.first; r < batchRows; ++r) {
+                F s = above[historyRows - 1];  // below the last row that exists
+                if (r < rows.end) {
+                    const unsigned char* pixels = frame.Row(motionReach + r) + v * Frame::pixelBytes;
+                    Prefetch<Frame::vectorBytes>(pixels + ahead);
+                    s = rule.Similarity(pixels, sums[_place[motionReach + r]].Load(v));
+                }
+                if (r == _topRow) {
+                    above[0] = above[1] = above[2] = above[3] = s;
+                }
+                Write(columnSums + r * rowFloats + v, above[0] + above[1] + above[2] + above[3] + s);
+                above[0] = above[1];
+                above[1] = above[2];
+                above[2] = above[3];
+                above[3] = s;
+            }
+            for (int r = 0; r < historyRows; ++r) {
+                Write(kept.similarities[r] + v, above[r]);
+            }
+        }
+    }
+
+    /// The block before block i of the tile, in its place.
+    [[gnu::noinline]] void Gate(int i) {
+        KeptBlock& kept = _step.blocks[_block + i - 1];
+        const BlockPixels frame = _pixels.Block(_gridX + (_block + i - 1) * gatedBlock);
+        SumCell* const sums = _tile.Block(i);
+        const SumCell* const future = _work.future.Block(i + 1);
+        const Rule rule = _rule;
+        // What has arrived: two rows with the batch before, the first block with the tile before.
+        const auto arrived = [&](int r) -> const SumCell& {
+            return r < motionReach ? kept.sums[r] : (i == 0 ? _step.columns->sums[r] : sums[_place[r]]);
+        };
+        for (int r = _gated.first; r < _gated.end; ++r) {
+            const SumCell& from = arrived(r);
+            SumCell& to = sums[_place[r]];
+            const SumCell& other = future[_work.future.Place(motionReach + r)];
+            const float* window = _work.columnSums[r] + (i + 1) * gatedBlock;
+            for (int v = 0; v < gatedBlock; v += lanes) {
+                to.Store(v, rule.At(frame.Row(r) + v * Frame::pixelBytes, from.Load(v),
+                                    MeanOfWindow(window + v), other.Load(v)));
+            }
+        }
+        for (int r = 0; r < motionReach; ++r) {
+            kept.sums[r] = arrived(batchRows + r);
+        }
+    }
+
+    const GatedStep& _step;
+    const Rule _rule;
+    const int _gridX, _block;
+    const int _topRow;  ///< of the sums that exist, counted from the batch
+    const RowRange _compared, _gated;
+    GatedWork& _work;
+    SumTile& _tile;
+    BatchPixels<Frame> _pixels;
+    int _place[arrivingRows];  ///< of the tile's rows
+};
+
+/// The walk over a band of the output.
+template <class Frame>
+class GatedWalk {
   public:
     using Sum = Pixels<FloatStorage, Frame::alpha>;
 
-    /// `tile` is at most gatedTileColumns wide.
-    GatedTile(const ImageView& output, const ImageView* inputs, const Bounds& tile,
+    /// `band` is at most gatedMostColumns wide.
+    GatedWalk(const ImageView& output, const ImageView* inputs, const Bounds& band,
               const GatedSumParameters& p)
-        : _p(p), _output(output), _tile(tile), _stream(IsStreamed(output, Sum::pixelBytes)), _steps(0) {
-        const int frames = p.pastFrames + p.futureFrames;
-        _gridX = tile.x1 - motionReach * (Longest(p) + 2);
-        float* room = p.scratch + 2 * gatedMargin + gatedRowFloats;
-        for (int i = 0; i < frames; ++i) {
-            const bool first = i == 0 || i == p.pastFrames;
+        : _p(p),
+          _output(output),
+          _band(band),
+          _stream(IsStreamed(output, Sum::pixelBytes)),
+          _joins(p.pastFrames > 0),
+          _work(*reinterpret_cast<GatedWork*>(p.scratch)) {
+        const int pastLag = _joins ? p.pastFrames : 0;  // of the join
+        const int futureLag = p.futureFrames - 1;
+        _lag = pastLag > futureLag ? pastLag : futureLag;
+        float* room = p.scratch + gatedWorkFloats;
+        const auto add = [&](const ImageView& input, float weight, int lag) {
             GatedStep& step = _step[_steps++];
-            step.input = &inputs[i];
-            step.weight = p.weights[i];
-            step.before = first ? noStep : i - 1;
-            step.startsSum = first && p.startsFromSum[i == 0 && p.pastFrames > 0 ? 0 : 1];
-            step.sums = room;
-            step.similarities = room + keptRows * 4 * gatedRowFloats;
+            step.input = &input;
+            step.weight = weight;
+            step.lag = lag;
+            step.blocks = reinterpret_cast<KeptBlock*>(room);
+            step.columns = reinterpret_cast<KeptColumns*>(step.blocks + gatedMostBlocks);
             room += gatedStepFloats;
+        };
+        for (int i = 0; i < p.pastFrames; ++i) {
+            add(inputs[i], p.weights[i], _lag - pastLag + i);
         }
-        _future = frames - 1;
-        if (p.pastFrames > 0) {
-            _past = p.pastFrames - 1;
-            GatedStep& join = _step[_steps++];
-            join.input = &inputs[p.joinFrame];
-            join.before = _past;
-            join.startsSum = false;
-            join.similarities = room;
-            SetDomain(join, tile);
-            SpreadDomains(_past, GrownBy(join, _past));
+        for (int i = 0; i < p.futureFrames; ++i) {
+            add(inputs[p.pastFrames + i], p.weights[p.pastFrames + i], _lag - futureLag + i);
         }
-        SpreadDomains(_future, tile);
+        SpreadDomains(p.pastFrames, p.futureFrames, band);
+        if (_joins) {
+            add(inputs[p.joinFrame], 0, _lag);
+            GatedStep& join = _step[_steps - 1];
+            join.domain = band;
+            join.arriving = GrownWithin(band, inputs[p.pastFrames - 1].bounds);
+            SpreadDomains(0, p.pastFrames, join.arriving);
+        }
     }
 
     void Run(RowsWalked& walked) {
-        for (int y = _tile.y1; y < _tile.y2; ++y) {
-            walked.Add(1);
-            if (_past == noStep) {
-                Interleave(RowOf(_future, y), y);
-            } else {
-                Join(y);
+        const GatedStep& past = _step[0];
+        const GatedStep& future = _step[_p.pastFrames];
+        _gridX = Smaller(past.domain.x1, future.domain.x1);
+        const int blocks = (_band.x2 - _gridX + gatedBlock - 1) / gatedBlock + _lag;
+        int y = Smaller(past.domain.y1 + motionReach * past.lag, future.domain.y1 + motionReach * future.lag);
+        for (; y - motionReach * _lag < _band.y2; y += batchRows) {
+            const RowRange finished(_band.y1, _band.y2, y - motionReach * _lag);
+            for (int r = finished.first; r < finished.end; ++r) {
+                walked.Add(1);
+            }
+            for (int i = 0; i < _steps; ++i) {
+                _step[i].StartBatch(y - motionReach * LagBefore(i));
+            }
+            for (int block = 0; block < blocks; block += tileBlocks) {
+                RunTile(block, y);
             }
         }
     }
 
   private:
-    static constexpr int noStep = -1;
-
-    static int Longest(const GatedSumParameters& p) {
-        return p.pastFrames > p.futureFrames ? p.pastFrames : p.futureFrames;
+    static Bounds GrownWithin(const Bounds& b, const Bounds& limit) {
+        return {b.x1 - motionReach > limit.x1 ? b.x1 - motionReach : limit.x1,
+                b.y1 - motionReach > limit.y1 ? b.y1 - motionReach : limit.y1,
+                Smaller(b.x2 + motionReach, limit.x2), Smaller(b.y2 + motionReach, limit.y2)};
     }
 
-    // Domains: what a step must produce for the one after it, as far as there are pixels. Rows and columns
-    // beyond repeat.
-
-    static void SetDomain(GatedStep& step, const Bounds& wanted) {
-        step.domain = wanted;
-        step.produced = wanted.y1 - 1;
-        step.compared = wanted.y1 - motionReach - 1;
-    }
-
-    Bounds GrownBy(const GatedStep& step, int before) const {
-        const Bounds& limit = _step[before].input->bounds;
-        const Bounds& d = step.domain;
-        return {d.x1 - motionReach > limit.x1 ? d.x1 - motionReach : limit.x1,
-                d.y1 - motionReach > limit.y1 ? d.y1 - motionReach : limit.y1,
-                Smaller(d.x2 + motionReach, limit.x2), Smaller(d.y2 + motionReach, limit.y2)};
-    }
-
-    void SpreadDomains(int last, const Bounds& wanted) {
-        SetDomain(_step[last], wanted);
-        for (int i = last; _step[i].before != noStep; i = _step[i].before) {
-            SetDomain(_step[_step[i].before], GrownBy(_step[i], _step[i].before));
+    /// What each of a half's steps must produce for the one after it, as far as there are pixels.
+    void SpreadDomains(int first, int count, const Bounds& wanted) {
+        _step[first + count - 1].domain = wanted;
+        for (int i = first + count - 1; i > first; --i) {
+            _step[i].arriving = GrownWithin(_step[i].domain, _step[i - 1].input->bounds);
+            _step[i - 1].domain = _step[i].arriving;
         }
     }
 
-    // Columns of the grid, in whole vectors.
+    /// The first step of a half has no sum before it, and itself no lag to what arrives.
+    int LagBefore(int i) const { return i == 0 || i == _p.pastFrames ? _step[i].lag : _step[i].lag - 1; }
 
-    int FirstColumn(int x) const { return (x - _gridX) / lanes * lanes; }
-    int EndColumn(int x) const { return (x - _gridX + lanes - 1) / lanes * lanes; }
-
-    /// Calls at(column, pixels, count) for runs of `count` vectors that cover columns x1 to x2, with the
-    /// address of the row's pixels there; beyond the row its end pixels repeat.
-    template <class Format, class At>
-    TQ_INLINE void ForColumns(const ImageView& view, int y, int x1, int x2, At at) const {
-        const ClampedRow<Format> row(view, y);
-        const int end = EndColumn(x2) + _gridX;
-        const auto direct = [&](int x, int vectors) { at(x - _gridX, row.At(x), vectors); };
-        const auto staged = [&](int x) {
-            unsigned char buffer[Format::vectorBytes];
-            row.CopyTo(buffer, x);
-            at(x - _gridX, buffer, 1);
-        };
-        SplitColumns(row, row, FirstColumn(x1) + _gridX, end, direct, staged);
-    }
-
-    SumRow SlotOf(const GatedStep& step, int y) const {
-        return {step.sums + (y - step.domain.y1) % keptRows * 4 * gatedRowFloats};
-    }
-
-    float* SimilarityOf(const GatedStep& step, int y) const {
-        return step.similarities + (y - step.domain.y1 + motionReach) % motionWindow * gatedRowFloats;
-    }
-
-    /// Row y of a step's sum. It stays until keptRows rows further down are asked for.
-    SumRow RowOf(int index, int y) {
-        GatedStep& step = _step[index];
-        const int row = Clamp(y, step.domain.y1, step.domain.y2 - 1);
-        while (step.produced < row) {
-            Produce(step, ++step.produced);
+    /// A batch from row y on, of the tile from `block` on.
+    void RunTile(int block, int y) {
+        RunHalf(_p.pastFrames, _p.futureFrames, _p.startsFromSum[1], block, y, _work.future);
+        if (_joins) {
+            RunHalf(0, _p.pastFrames, _p.startsFromSum[0], block, y, _work.past);
+            RunStep<GateAndJoin<Frame>>(_steps - 1, block, y, _work.past);
         }
-        return SlotOf(step, row);
+        StoreTile(block - _lag, y - motionReach * _lag, _joins ? _work.past : _work.future);
     }
 
-    void Produce(GatedStep& step, int y) {
-        const SumRow target = SlotOf(step, y);
-        if (step.startsSum) {
-            StartFromSum(step, y, target);
-        } else if (step.before == noStep) {
-            StartFromFrame(step, y, target);
+    void RunHalf(int first, int count, bool startsFromSum, int block, int y, SumTile& tile) {
+        tile.Start();
+        if (startsFromSum) {
+            Start<Sum>(_step[first], block, y, tile, [](const unsigned char* sum) { return Sum::Load(sum); });
         } else {
-            const float* sums = Compare<false>(step, y);
-            Gate(step, y, sums, RowOf(step.before, y), target);
-        }
-        target.RepeatEdges(step.domain.x1 - _gridX, step.domain.x2 - _gridX);
-    }
-
-    void StartFromSum(const GatedStep& step, int y, SumRow target) const {
-        ForColumns<Sum>(*step.input, y, step.domain.x1, step.domain.x2,
-                        [&](int column, const unsigned char* sum, int vectors) {
-                            for (int i = 0; i < vectors; ++i) {
-                                target.Store(column + i * lanes, Sum::Load(sum + i * Sum::vectorBytes));
-                            }
-                        });
-    }
-
-    void StartFromFrame(const GatedStep& step, int y, SumRow target) const {
-        const WeightParameters p{step.weight};
-        ForColumns<Frame>(*step.input, y, step.domain.x1, step.domain.x2,
-                          [&](int column, const unsigned char* frame, int vectors) {
-                              for (int i = 0; i < vectors; ++i, frame += Frame::vectorBytes) {
-                                  Prefetch<Frame::vectorBytes>(frame + prefetchRows * step.input->rowBytes);
-                                  target.Store(
-                                      column + i * lanes,
-                                      TemporalAdd1<Frame>::At(p, Frame::Load(frame), Pixel{}, Pixel{}));
-                              }
-                          });
-    }
-
-    /// Similarities of the frame to the mean of the sum before it, for the rows around y; returns the sum of
-    /// the five of each column, that of grid column 0 first.
-    template <bool Joins>
-    const float* Compare(GatedStep& step, int y) {
-        while (step.compared < y + motionReach - 1) {
-            ++step.compared;
-            CompareRow<Joins, false>(step, step.compared, RowOf(step.before, step.compared));
-        }
-        step.compared = y + motionReach;
-        CompareRow<Joins, true>(step, step.compared, RowOf(step.before, step.compared));
-        return ColumnSums();
-    }
-
-    float* ColumnSums() const { return _p.scratch + gatedMargin; }
-
-    /// The similarities of row y; with `Adds` also the sums of the columns of the window that ends with it.
-    template <bool Joins, bool Adds>
-    [[gnu::noinline]] void CompareRow(const GatedStep& step, int y, SumRow sums) const {
-        const DetectMotionParameters p{_p.inverseLimit, 0};
-        float* similarity = SimilarityOf(step, y);
-        const float* above[motionWindow - 1];
-        for (int r = 0; Adds && r < motionWindow - 1; ++r) {
-            above[r] = SimilarityOf(step, y - motionWindow + 1 + r);
-        }
-        float* columnSums = ColumnSums();
-        ForColumns<Frame>(*step.input, y, step.domain.x1 - motionReach, step.domain.x2 + motionReach,
-                          [&](int column, const unsigned char* frame, int vectors) {
-                              for (int i = 0; i < vectors;
-                                   ++i, column += lanes, frame += Frame::vectorBytes) {
-                                  Prefetch<Frame::vectorBytes>(frame + prefetchRows * step.input->rowBytes);
-                                  const Pixel sum = sums.Load(column);
-                                  F s;
-                                  if constexpr (Joins) {
-                                      s = SimilarityToPicture<Frame>(p, frame, sum);
-                                  } else {
-                                      s = SimilarityToMean<Frame>(p, frame, sum);
-                                  }
-                                  Write(similarity + column, s);
-                                  if constexpr (Adds) {
-                                      F total = Read<F>(above[0] + column);
-                                      for (int r = 1; r < motionWindow - 1; ++r) {
-                                          total += Read<F>(above[r] + column);
-                                      }
-                                      Write(columnSums + column, total + s);
-                                  }
-                              }
-                          });
-    }
-
-    [[gnu::noinline]] void Gate(const GatedStep& step, int y, const float* sums, SumRow before,
-                                SumRow target) const {
-        ForColumns<Frame>(
-            *step.input, y, step.domain.x1, step.domain.x2,
-            [&](int column, const unsigned char* frame, int vectors) {
-                for (int i = 0; i < vectors; ++i, column += lanes, frame += Frame::vectorBytes) {
-                    const F m = MeanOfWindow(sums + column);
-                    target.Store(column, AddGated<Frame>(step.weight, frame, before.Load(column), m));
-                }
+            const WeightParameters p{_step[first].weight};
+            Start<Frame>(_step[first], block, y, tile, [p](const unsigned char* frame) {
+                return TemporalAdd1<Frame>::At(p, Frame::Load(frame), Pixel{}, Pixel{});
             });
+        }
+        for (int i = first + 1; i < first + count; ++i) {
+            RunStep<GateAndAdd<Frame>>(i, block, y, tile);
+        }
     }
 
-    void Join(int y) {
-        GatedStep& join = _step[_steps - 1];
-        const SumRow future = RowOf(_future, y);
-        const float* sums = Compare<true>(join, y);
-        JoinRows(y, sums, RowOf(_past, y), future);
+    template <class Rule>
+    void RunStep(int index, int block, int y, SumTile& tile) {
+        const int lag = LagBefore(index);
+        StepOverTile<Frame, Rule>(_step[index], _p.inverseLimit, _gridX, block - lag, y - motionReach * lag,
+                                  _work, tile)
+            .Run();
+        tile.Shift();
     }
 
-    [[gnu::noinline]] void JoinRows(int y, const float* sums, SumRow past, SumRow future) const {
-        StoreRow(y, [&](int column) {
-            const F m = Frame::AsStored(MeanOfWindow(sums + column));
-            return TemporalAddMask<Frame>::At({1.0F}, future.Load(column), past.Load(column),
-                                              Pixel{{m, m, m}, m});
-        });
-    }
-
-    [[gnu::noinline]] void Interleave(SumRow sum, int y) const {
-        StoreRow(y, [&](int column) { return sum.Load(column); });
-    }
-
-    /// Through a buffer, since nothing reads the row soon.
-    template <class At>
-    TQ_INLINE void StoreRow(int y, At at) const {
-        unsigned char* target = PixelAt(_output, _tile.x1, y, Sum::pixelBytes);
-        const int width = _tile.x2 - _tile.x1;
-        const int first = _tile.x1 - _gridX;
-        constexpr int most = 16 * lanes;
-        alignas(64) unsigned char buffer[most * Sum::pixelBytes];
-        for (int x = 0; x < width; x += most) {
-            const int count = Smaller(most, width - x);
-            for (int i = 0; i < count; i += lanes) {
-                Sum::Store(buffer + i * Sum::pixelBytes, at(first + x + i));
+    template <class Format, class At>
+    void Start(const GatedStep& step, int tileBlock, int batchY, SumTile& tile, At at) const {
+        BatchPixels<Format> pixels(step);
+        const RowRange rows(step.domain.y1, step.domain.y2, batchY - motionReach * step.lag);
+        const int firstBlock = (step.domain.x1 - _gridX) / gatedBlock;
+        const int lastBlock = (step.domain.x2 - 1 - _gridX) / gatedBlock;
+        for (int i = 0; i < tileBlocks; ++i) {
+            const int block = tileBlock - step.lag + i;
+            if (block < firstBlock || block > lastBlock) {
+                continue;
             }
-            CopyOrStream(target + x * Sum::pixelBytes, buffer, count * Sum::pixelBytes, _stream);
+            const BlockPixels source = pixels.Block(_gridX + block * gatedBlock);
+            const std::int64_t ahead = step.template Ahead<Format>(block, firstBlock, lastBlock);
+            SumCell* const sums = tile.Block(i + 1);
+            for (int r = rows.first; r < rows.end; ++r) {
+                const unsigned char* row = source.Row(motionReach + r);
+                for (int v = 0; v < gatedBlock; v += lanes, row += Format::vectorBytes) {
+                    Prefetch<Format::vectorBytes>(row + ahead);
+                    sums[tile.Place(motionReach + r)].Store(v, at(row));
+                }
+            }
+        }
+    }
+
+    /// The sums of the last step, of the tile from `block` and row y on. Through a buffer, since nothing
+    /// reads the rows soon.
+    void StoreTile(int block, int y, SumTile& tile) const {
+        const RowRange rows(_band.y1, _band.y2, y);
+        const int x = _gridX + block * gatedBlock;
+        const int x1 = x > _band.x1 ? x : _band.x1;
+        const int x2 = Smaller(x + tileBlocks * gatedBlock, _band.x2);
+        if (x1 >= x2) {
+            return;
+        }
+        alignas(64) unsigned char buffer[tileBlocks * gatedBlock * Sum::pixelBytes];
+        for (int r = rows.first; r < rows.end; ++r) {
+            const int place = tile.Place(motionReach + r);
+            for (int i = (x1 - x) / gatedBlock; i * gatedBlock < x2 - x; ++i) {
+                for (int v = 0; v < gatedBlock; v += lanes) {
+                    Sum::Store(buffer + (i * gatedBlock + v) * Sum::pixelBytes,
+                               tile.Block(i + 1)[place].Load(v));
+                }
+            }
+            CopyOrStream(PixelAt(_output, x1, y + r, Sum::pixelBytes), buffer + (x1 - x) * Sum::pixelBytes,
+                         (x2 - x1) * Sum::pixelBytes, _stream);
         }
     }
 
     const GatedSumParameters& _p;
     const ImageView& _output;
-    Bounds _tile;
-    bool _stream;  ///< the output goes past the caches
-    int _gridX;    ///< the x of grid column 0
+    const Bounds _band;
+    const bool _stream;  ///< the output goes past the caches
+    const bool _joins;   ///< there is a past half, and the last step joins it to the future half
+    GatedWork& _work;
     GatedStep _step[gatedMostFrames + 1];
-    int _steps;
-    int _past = noStep;
-    int _future = noStep;
+    int _steps = 0;
+    int _lag;        ///< of the last step
+    int _gridX = 0;  ///< the x of block 0
 };
 
 template <class Frame>
 bool RunGatedSum(const ImageView& output, const ImageView* inputs, const Bounds& band, const void* parameters,
                  Image::Progress& progress) {
     const auto& p = *static_cast<const GatedSumParameters*>(parameters);
-    const int tiles = (band.x2 - band.x1 + gatedTileColumns - 1) / gatedTileColumns;
-    RowsWalked walked(progress, band.y2 - band.y1, tiles);
-    for (int i = 0; i < tiles; ++i) {
+    if (band.y2 <= band.y1) {
+        return true;
+    }
+    const int parts = (band.x2 - band.x1 + gatedMostColumns - 1) / gatedMostColumns;
+    RowsWalked walked(progress, band.y2 - band.y1, parts);
+    for (int i = 0; i < parts; ++i) {
         const auto cut = [&](int at) {
             return static_cast<std::int32_t>(band.x1 +
-                                             static_cast<std::int64_t>(band.x2 - band.x1) * at / tiles);
+                                             static_cast<std::int64_t>(band.x2 - band.x1) * at / parts);
         };
-        const Bounds tile{cut(i), band.y1, cut(i + 1), band.y2};
-        GatedTile<Frame>(output, inputs, tile, p).Run(walked);
+        GatedWalk<Frame>(output, inputs, {cut(i), band.y1, cut(i + 1), band.y2}, p).Run(walked);
     }
     EndStream();
     return true;

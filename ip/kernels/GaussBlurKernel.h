@@ -34,7 +34,7 @@ class BlurStream {
           _states(reinterpret_cast<GaussState*>(p.scratch)),
           _output(p.scratch + static_cast<std::int64_t>(_vectors) * sizeof(GaussState)),
           _ring(_output + static_cast<std::int64_t>(stepRows) * _vectors * lanes * outputSampleBytes),
-          _constants(MakeGaussConstants(p.alongY)) {
+          _constants(MakeGaussConstants(p.alongY, Subtract ? 0.0F : Storage::rounding)) {
         __builtin_memset(_ring, 0, static_cast<std::uint64_t>(_ringRows * _rowBytes));
         const int restart = GaussRestart(p.alongY.radius);
         _done = (band.y1 - input.bounds.y1) / restart * restart;

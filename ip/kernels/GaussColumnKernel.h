@@ -44,8 +44,7 @@ template <class Storage, bool Subtract>
         const int out = v * lanes * outputSampleBytes;
 #pragma GCC unroll 4
         for (int r = 0; r < stepRows; ++r) {
-            const F d =
-                Storage::LoadSamples(rows.leading[r] + in) - Storage::LoadSamples(rows.trailing[r] + in);
+            const F d = Storage::LoadDifference(rows.leading[r] + in, rows.trailing[r] + in);
             const F y = GaussStep(state, constants, d);
             if constexpr (Subtract) {
                 const F source = Storage::LoadSamples(rows.source[r] + in);
@@ -73,7 +72,7 @@ class ColumnStrip {
     ColumnStrip(const ImageView& output, const ImageView* inputs, const Bounds& band,
                 const GaussParameters& p, int x1, int firstSample, int samples)
         : _p(p),
-          _constants(MakeGaussConstants(p)),
+          _constants(MakeGaussConstants(p, Subtract ? 0.0F : Storage::rounding)),
           _input(RowAt(inputs[0], inputs[0].bounds.y1) + Offset(inputs[0], x1, firstSample, sampleBytes)),
           _inputRowBytes(inputs[0].rowBytes),
           _length(inputs[0].bounds.y2 - inputs[0].bounds.y1),

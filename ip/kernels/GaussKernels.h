@@ -27,15 +27,17 @@ namespace {
 struct GaussConstants {
     F a1, a2, b1, b2;
     F scale;    ///< 1 / (2N + 1)
+    F offset;   ///< added to each result
     F maximum;  ///< of integer stores, in code values
 };
 
-TQ_INLINE GaussConstants MakeGaussConstants(const GaussParameters& p) {
+TQ_INLINE GaussConstants MakeGaussConstants(const GaussParameters& p, float offset) {
     return {Splat(p.cfA[0]),
             Splat(p.cfA[1]),
             Splat(p.cfB[0]),
             Splat(p.cfB[1]),
             Splat(1.0F / static_cast<float>(2 * p.radius + 1)),
+            Splat(offset),
             Splat(p.storeMaximum)};
 }
 
@@ -44,9 +46,9 @@ struct GaussState {
     F z0, z1, z1Before, z2, z2Before, dBefore;
 };
 
-/// Returns y(x) and goes on to x + 1; `d` is d(x).
+/// Returns y(x) + offset and goes on to x + 1; `d` is d(x).
 TQ_INLINE F GaussStep(GaussState& s, const GaussConstants& c, F d) {
-    const F y = (s.z0 + (s.z1 + s.z2)) * c.scale;
+    const F y = MultiplyAdd(s.z0 + (s.z1 + s.z2), c.scale, c.offset);
     const F change = d - s.dBefore;
     const F z1 = MultiplyAdd(c.a1, s.z1, MultiplySubtract(c.b1, change, s.z1Before));
     const F z2 = MultiplyAdd(c.a2, s.z2, MultiplySubtract(c.b2, change, s.z2Before));

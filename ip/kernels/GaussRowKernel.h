@@ -114,7 +114,7 @@ GaussState StartRows(const RowGroup& group, const GaussParameters& p, int x) {
 
 template <class Storage>
 [[gnu::noinline]] void BlurRows(const RowGroup& group, const GaussParameters& p) {
-    const GaussConstants constants = MakeGaussConstants(p);
+    const GaussConstants constants = MakeGaussConstants(p, Storage::rounding);
     GaussState state{};
     Chunk<Storage> leading;
     Chunk<Storage> trailing;
@@ -127,7 +127,7 @@ template <class Storage>
         leading.Gather(group, x + p.radius + 1);
         trailing.Gather(group, x - p.radius);
         for (int i = 0; i < chunkLength; ++i) {
-            const F d = Storage::LoadSamples(leading.Step(i)) - Storage::LoadSamples(trailing.Step(i));
+            const F d = Storage::LoadDifference(leading.Step(i), trailing.Step(i));
             Storage::StoreSamples(blurred.Step(i), GaussStep(state, constants, d), constants.maximum);
         }
         blurred.Scatter(group, x);

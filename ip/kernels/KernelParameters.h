@@ -39,18 +39,30 @@ struct GatedSumParameters {
     std::int32_t joinFrame;
     bool startsFromSum[2];  ///< the first input of the past, of the future half is a sum, which is float
     const float* weights;   ///< one per input; that of a sum is not used
-    float* scratch;         ///< GatedSumScratchFloats floats for this call alone
+    float* scratch;         ///< GatedSumScratchFloats floats for this call alone, aligned to 64 bytes
 };
 
-/// A tile's rows of floats in the scratch: room for its columns, what all steps reach beyond them on both
-/// sides, and a whole vector.
 constexpr std::int32_t gatedMostFrames = 22;
-constexpr std::int32_t gatedTileColumns = 512;
-constexpr std::int32_t gatedRowFloats = 640;
-constexpr std::int32_t gatedMargin = 16;
-constexpr std::int64_t gatedStepFloats = (3 * 4 + 5) * gatedRowFloats;
+
+/// The walk takes rows in batches, and each batch in tiles of blocks of columns. The sums of a tile fill half
+/// of a first-level cache of 48 KiB; what all steps of 17 frames keep of a band of gatedMostColumns columns,
+/// most of a second-level cache of 2 MiB. Wider bands are cut.
+constexpr std::int32_t gatedBlock = 16;
+constexpr std::int32_t gatedBatchRows = 8;
+constexpr std::int32_t gatedTileBlocks = 8;
+constexpr std::int32_t gatedMostColumns = 2048;
+
+/// In the scratch: two tiles of sums, of four channels, with two rows and a block more than a batch and a
+/// tile, and the sums of the columns of similarities.
+constexpr std::int64_t gatedWorkFloats =
+    2 * (std::int64_t{4 * gatedBlock} * (2 + gatedBatchRows) * (1 + gatedTileBlocks) + gatedBlock) +
+    std::int64_t{gatedBlock} * gatedBatchRows * (2 + gatedTileBlocks);
+/// And for each step two rows of sums and four of similarities of all blocks, and a block of a batch.
+constexpr std::int64_t gatedMostBlocks = gatedMostColumns / gatedBlock + 5;
+constexpr std::int64_t gatedStepFloats =
+    gatedBlock * (gatedMostBlocks * (2 * 4 + 4) + 4 * (2 + gatedBatchRows) + 2 * gatedBatchRows);
 constexpr std::int64_t GatedSumScratchFloats(std::int32_t frames) {
-    return 2 * gatedMargin + gatedRowFloats + (std::int64_t{frames} + 1) * gatedStepFloats;
+    return gatedWorkFloats + (std::int64_t{frames} + 1) * gatedStepFloats;
 }
 
 /// AffineSimilarityExp and AffineSimilarityExp3.

@@ -61,9 +61,13 @@ struct ByteStorage {
         Write(target, pixels);
     }
 
+    static constexpr float rounding = 0.5F;  ///< added before a sample is stored
     TQ_INLINE static F LoadSamples(const unsigned char* source) { return ToFloat(LoadBytes(source)); }
+    TQ_INLINE static F LoadDifference(const unsigned char* a, const unsigned char* b) {
+        return ToFloat(LoadBytes(a) - LoadBytes(b));
+    }
     TQ_INLINE static void StoreSamples(unsigned char* target, F y, F maximum) {
-        StoreBytes(target, Truncate(Min(Max(y + 0.5F, Splat(0)), maximum)));
+        StoreBytes(target, Truncate(Min(Max(y, Splat(0)), maximum)));
     }
 };
 
@@ -93,9 +97,13 @@ struct ShortStorage {
                    CodeFromUnit(c[2], white) | (CodeFromUnit(c[3], white) << 16));
     }
 
+    static constexpr float rounding = 0.5F;
     TQ_INLINE static F LoadSamples(const unsigned char* source) { return ToFloat(LoadShorts(source)); }
+    TQ_INLINE static F LoadDifference(const unsigned char* a, const unsigned char* b) {
+        return ToFloat(LoadShorts(a) - LoadShorts(b));
+    }
     TQ_INLINE static void StoreSamples(unsigned char* target, F y, F maximum) {
-        StoreShorts(target, Truncate(Min(Max(y + 0.5F, Splat(0)), maximum)));
+        StoreShorts(target, Truncate(Min(Max(y, Splat(0)), maximum)));
     }
 };
 
@@ -106,7 +114,11 @@ struct FloatStorage {
     TQ_INLINE static void Load(const unsigned char* source, F (&c)[4]) { LoadFloats(source, c); }
     TQ_INLINE static void LoadCodes(const unsigned char* source, F (&c)[4]) { LoadFloats(source, c); }
     TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) { StoreFloats(target, c); }
+    static constexpr float rounding = 0;
     TQ_INLINE static F LoadSamples(const unsigned char* source) { return Read<F>(source); }
+    TQ_INLINE static F LoadDifference(const unsigned char* a, const unsigned char* b) {
+        return Read<F>(a) - Read<F>(b);
+    }
     TQ_INLINE static void StoreSamples(unsigned char* target, F y, F /*maximum*/) { Write(target, y); }
 };
 

@@ -46,6 +46,14 @@ TQ_INLINE void CopyOrStream(unsigned char* target, const unsigned char* source, 
         done = static_cast<int>(-reinterpret_cast<std::uintptr_t>(target) % 16);
         done = done < bytes ? done : bytes;
         __builtin_memcpy(target, source, static_cast<std::uint32_t>(done));
+#if TQ_LANES == 16
+        for (; done + 16 <= bytes && reinterpret_cast<std::uintptr_t>(target + done) % 64 != 0; done += 16) {
+            _mm_stream_si128(reinterpret_cast<__m128i*>(target + done), Read<__m128i>(source + done));
+        }
+        for (; done + 64 <= bytes; done += 64) {
+            _mm512_stream_si512(reinterpret_cast<__m512i*>(target + done), Read<__m512i>(source + done));
+        }
+#endif
         for (; done + 16 <= bytes; done += 16) {
             _mm_stream_si128(reinterpret_cast<__m128i*>(target + done), Read<__m128i>(source + done));
         }
