@@ -153,11 +153,13 @@ void TableReporter::PrintThreads(std::ostream& out) const {
             continue;
         }
         if (std::exchange(isFirst, false)) {
-            out << "\n| threads | one thread ms | more ms | times faster |\n|---|--:|--:|--:|\n";
+            out << "\n| threads | one thread ms | more ms | times faster | bounds |\n|---|--:|--:|--:|--:|\n";
         }
+        const bool bounded = one->boundMilliseconds > 0 && more->boundMilliseconds > 0;
         out << "| " << pair.more << " | " << Milliseconds(one->milliseconds) << " | "
             << Milliseconds(more->milliseconds) << " | "
-            << Number("%.2f", one->milliseconds / more->milliseconds) << " |\n";
+            << Number("%.2f", one->milliseconds / more->milliseconds) << " | "
+            << (bounded ? Number("%.2f", one->boundMilliseconds / more->boundMilliseconds) : "") << " |\n";
     }
 }
 
