@@ -171,7 +171,7 @@ Handle GatedSumFilter::InPlaceOf(const TemporalAddFilter& join, std::uint64_t mo
     const auto frame = std::find(future.inputs.begin(), future.inputs.end(), joint->frame);
     if (past.inputs.empty() || future.inputs.empty() || frame == future.inputs.end() ||
         !CoversEachOther(future, future.inputs.back()->GetBounds()) ||
-        !CoversEachOther(past, future.inputs.back()->GetBounds())) {
+        !CoversEachOther(past, joint->frame->GetBounds())) {
         return nullptr;
     }
     return std::make_shared<GatedSumFilter>(

@@ -32,7 +32,8 @@ struct DetectMotionParameters {
 /// GatedSum: two chains of steps, each of which gates the sum so far by its similarity to a frame and adds
 /// the frame. Inputs are the frames of the past half, then those of the future half, farthest first. The
 /// result is the sum of the future half, plus that of the past half (if there is one) gated by its similarity
-/// to input `joinFrame`. Inputs cover the band, and none covers less than the next one of its half.
+/// to input `joinFrame`. Inputs cover the band, and none covers less than the next one of its half, nor the
+/// last one of the past half less than input `joinFrame`, as far as the steps reach around the band.
 struct GatedSumParameters {
     float inverseLimit;                     ///< as above
     std::int32_t pastFrames, futureFrames;  ///< together 1 to gatedMostFrames; at least one future frame
