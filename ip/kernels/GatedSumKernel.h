@@ -183,8 +183,9 @@ struct GateAndJoin {
 
     TQ_INLINE F Similarity(const unsigned char* frame, const Pixel& past) const {
         const Color mean = past.rgb * InverseWeight(past.a);
-        const Color stored{Frame::AsStored(mean.r), Frame::AsStored(mean.g), Frame::AsStored(mean.b)};
-        return ColorSimilarity(Frame::Load(frame).rgb, stored, Splat(p.inverseLimit));
+        const Color stored{Frame::CodeAsStored(mean.r), Frame::CodeAsStored(mean.g),
+                           Frame::CodeAsStored(mean.b)};
+        return SimilarityOfColors<Frame>(Frame::LoadCodes(frame).rgb - stored, p.inverseLimit);
     }
     TQ_INLINE Pixel At(const unsigned char* /*frame*/, const Pixel& past, F mask, const Pixel& future) const {
         const F m = Frame::AsStored(mask);

@@ -178,8 +178,8 @@ bool RunAddBlurredHighPass(const ImageView& output, const ImageView* inputs, con
     const bool stream = IsStreamed(output, Frame::pixelBytes);
     for (int y = band.y1; y < band.y2; ++y) {
         ReportRow(progress, band, y);
-        const unsigned char* rows[3] = {PixelAt(inputs[0], band.x1, y, Frame::pixelBytes), low.Row(y),
-                                        target.Row(y)};
+        const PointInputs rows{{PixelAt(inputs[0], band.x1, y, Frame::pixelBytes), low.Row(y), target.Row(y)},
+                               {inputs[0].rowBytes, 0, 0}};
         typename Body::Parameters record{};
         if constexpr (Threshold) {
             record = p.highPass;

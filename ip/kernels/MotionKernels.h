@@ -19,7 +19,7 @@ namespace {
 constexpr int motionReach = 2;  ///< rows and columns on each side
 constexpr int motionWindow = 2 * motionReach + 1;
 constexpr float motionMeanFactor = 0.04F;
-constexpr int motionStripWidth = 512;
+constexpr int motionStripWidth = 2048;  ///< whole rows of most pictures: narrower strips cost page look-ups
 constexpr int prefetchRows = 2;
 
 /// One row of an image whose rows and columns repeat beyond its bounds.
@@ -63,15 +63,31 @@ TQ_INLINE void SplitColumns(const Row0& a, const Row1& b, int x1, int x2, Direct
     }
 }
 
-/// 1 - min(|difference| * k, 1). With an infinite k equal values give 0 * k, not a number: the minimum takes
+/// min(|difference| * k, 1). With an infinite k equal values give 0 * k, not a number: the minimum takes
 /// the 1.
-TQ_INLINE F ChannelSimilarity(F a, F b, F k) {
-    const F one = Splat(1);
-    return one - MinOfAbs((a - b) * k, one);
+TQ_INLINE F Distance(F difference, F k) {
+    return MinOfAbs(difference * k, Splat(1));
 }
 
-TQ_INLINE F ColorSimilarity(Color a, Color b, F k) {
-    return ChannelSimilarity(a.r, b.r, k) * ChannelSimilarity(a.g, b.g, k) * ChannelSimilarity(a.b, b.b, k);
+/// (1 - a) (1 - b)
+TQ_INLINE F BothSimilar(F a, F b) {
+    const F s = Splat(1) - a;
+    return SubtractProduct(s, s, b);
+}
+
+/// The similarity of two pixels whose code values differ by `d`.
+template <class Frame>
+TQ_INLINE F SimilarityOfPixels(Pixel d, float inverseLimit) {
+    const F k = Splat(inverseLimit * Frame::unit);
+    return BothSimilar(Distance(d.rgb.r, k), Distance(d.rgb.g, k)) *
+           BothSimilar(Distance(d.rgb.b, k), Distance(d.a, k));
+}
+
+/// The same, to the last bit, where alpha does not differ.
+template <class Frame>
+TQ_INLINE F SimilarityOfColors(Color d, float inverseLimit) {
+    const F k = Splat(inverseLimit * Frame::unit);
+    return BothSimilar(Distance(d.r, k), Distance(d.g, k)) * (Splat(1) - Distance(d.b, k));
 }
 
 /// The similarity of a frame's colours to the mean of an accumulator. The accumulator's weight and the
@@ -116,10 +132,7 @@ struct DetectMotion {
 
     TQ_INLINE static F Similarity(const DetectMotionParameters& p, const unsigned char* first,
                                   const unsigned char* second) {
-        const Pixel a = In0::Load(first);
-        const Pixel b = In1::Load(second);
-        const F k = Splat(p.inverseLimit);
-        return ColorSimilarity(a.rgb, b.rgb, k) * ChannelSimilarity(a.a, b.a, k);
+        return SimilarityOfPixels<Frame>(Frame::LoadDifferences(first, second), p.inverseLimit);
     }
 
     TQ_INLINE static Pixel At(const DetectMotionParameters&, const unsigned char*, const unsigned char*,
@@ -147,45 +160,86 @@ struct TemporalMultAddDetectMotion {
     }
 };
 
-/// A row of s, from motionReach columns left of the strip to as many right of it, and room for whole vectors.
-struct MotionRow {
-    float s[motionStripWidth + 2 * motionReach + 2 * 16];
+/// Columns left of a strip that its rows begin with: whole vectors, so that where the strip's own pixels lie
+/// at multiples of a vector's length all do.
+constexpr int motionMargin = lanes > motionReach ? lanes : motionReach;
+
+/// A row of s, or of the sums of its columns: the margin, the strip, and as many columns right of it.
+struct alignas(64) MotionRow {
+    float s[motionStripWidth + 2 * 16];
 };
 
-/// `ahead` is the distance to the pixels that are fetched ahead, for each input: a strip's next rows are
-/// nothing that the processor foresees.
+/// The last rows of s, and the sums of their columns.
+class MotionRows {
+  public:
+    /// Moves on by a row, which takes the place of the oldest.
+    void Next() { _newest = (_newest + 1) % motionWindow; }
+    float* Newest() { return _rows[_newest].s; }
+    /// From the oldest, 0, to the newest.
+    TQ_INLINE const float* Row(int i) const { return _rows[(_newest + 1 + i) % motionWindow].s; }
+    float* Sums() { return _sums.s; }
+
+  private:
+    MotionRow _rows[motionWindow];
+    MotionRow _sums;
+    int _newest = 0;
+};
+
+/// Where a row of s goes, and with them, while its values are at hand, the sums of its columns.
+struct MotionTarget {
+    float* s;
+    const float* above[motionWindow - 1];
+    float* sums;
+};
+
+/// From `column` of the target on. `ahead` is the distance to the pixels that are fetched ahead, for each
+/// input: a strip's next rows are nothing that the processor foresees.
 template <class Body>
-[[gnu::noinline]] void FillSimilarityVectors(float* s, const unsigned char* in0, const unsigned char* in1,
-                                             int vectors, const std::int64_t (&ahead)[2],
+[[gnu::noinline]] void FillSimilarityVectors(const MotionTarget& target, int column, const unsigned char* in0,
+                                             const unsigned char* in1, int vectors,
+                                             const std::int64_t (&ahead)[2],
                                              const DetectMotionParameters& p) {
-    for (int i = 0; i < vectors; ++i) {
+    const MotionTarget to = target;  // copies, which the stores cannot change
+    const DetectMotionParameters q = p;
+    for (const int end = column + vectors * lanes; column < end; column += lanes) {
         Prefetch<Body::In0::vectorBytes>(in0 + ahead[0]);
         Prefetch<Body::In1::vectorBytes>(in1 + ahead[1]);
-        Write(s + i * lanes, Body::Similarity(p, in0, in1));
+        const F s = Body::Similarity(q, in0, in1);
+        F sum = Read<F>(to.above[0] + column);
+        for (int r = 1; r < motionWindow - 1; ++r) {
+            sum += Read<F>(to.above[r] + column);
+        }
+        Write(to.s + column, s);
+        Write(to.sums + column, sum + s);
         in0 += Body::In0::vectorBytes;
         in1 += Body::In1::vectorBytes;
     }
 }
 
-/// Columns x1 to x2 of the strip; s of row `y` goes to `row`, pixel x to row.s[x - x1 + motionReach].
+/// Columns x1 to x2 of the strip and those that its windows reach; pixel x of row `y` goes to column
+/// x - x1 + motionMargin.
 template <class Body>
-void FillSimilarityRow(MotionRow& row, const ImageView* inputs, int x1, int x2, int y,
+void FillSimilarityRow(MotionRows& rows, const ImageView* inputs, int x1, int x2, int y,
                        const DetectMotionParameters& p) {
+    rows.Next();
+    const MotionTarget target{
+        rows.Newest(), {rows.Row(0), rows.Row(1), rows.Row(2), rows.Row(3)}, rows.Sums()};
     const ClampedRow<typename Body::In0> row0(inputs[0], y);
     const ClampedRow<typename Body::In1> row1(inputs[1], y);
-    float* s = row.s - (x1 - motionReach);
+    const int first = x1 - motionMargin;
+    const int end = first + (x2 + motionReach - first + lanes - 1) / lanes * lanes;
     const std::int64_t ahead[2] = {prefetchRows * inputs[0].rowBytes, prefetchRows * inputs[1].rowBytes};
     const auto direct = [&](int x, int vectors) {
-        FillSimilarityVectors<Body>(s + x, row0.At(x), row1.At(x), vectors, ahead, p);
+        FillSimilarityVectors<Body>(target, x - first, row0.At(x), row1.At(x), vectors, ahead, p);
     };
     const auto staged = [&](int x) {
         unsigned char buffer0[Body::In0::vectorBytes];
         unsigned char buffer1[Body::In1::vectorBytes];
         row0.CopyTo(buffer0, x);
         row1.CopyTo(buffer1, x);
-        FillSimilarityVectors<Body>(s + x, buffer0, buffer1, 1, {}, p);
+        FillSimilarityVectors<Body>(target, x - first, buffer0, buffer1, 1, {}, p);
     };
-    SplitColumns(row0, row1, x1 - motionReach, x2 + motionReach, direct, staged);
+    SplitColumns(row0, row1, first, end, direct, staged);
 }
 
 /// `sums` are those of the columns of s, that of the first pixel first.
@@ -209,26 +263,13 @@ template <class Body>
     }
 }
 
-TQ_INLINE void AddRows(MotionRow& sums, const MotionRow* const (&rows)[motionWindow], int count) {
-    for (int i = 0; i < count; i += lanes) {
-        F sum = Read<F>(rows[0]->s + i);
-        for (int r = 1; r < motionWindow; ++r) {
-            sum += Read<F>(rows[r]->s + i);
-        }
-        Write(sums.s + i, sum);
-    }
-    Write(sums.s + (count + lanes - 1) / lanes * lanes, Splat(0));
-}
-
-/// `rows` are those of y - 2 to y + 2.
+/// `columnSums` are those of the rows y - 2 to y + 2.
 template <class Body>
 void FinishMotionRow(const ImageView& output, const ImageView* inputs, int x1, int x2, int y,
-                     const MotionRow* const (&rows)[motionWindow], const DetectMotionParameters& p) {
+                     const float* columnSums, const DetectMotionParameters& p) {
     const ClampedRow<typename Body::In0> row0(inputs[0], y);
     const ClampedRow<typename Body::In1> row1(inputs[1], y);
-    MotionRow sumsOfRows;
-    AddRows(sumsOfRows, rows, x2 - x1 + 2 * motionReach);
-    const float* sums = sumsOfRows.s + motionReach - x1;
+    const float* sums = columnSums + motionMargin - x1;
     const bool stream = IsStreamed(output, Body::Output::pixelBytes);
     const auto target = [&](int x) { return PixelAt(output, x, y, Body::Output::pixelBytes); };
     const auto direct = [&](int x, int vectors) {
@@ -254,19 +295,13 @@ bool RunMotion(const ImageView& output, const ImageView* inputs, const Bounds& b
     RowsWalked walked(progress, band.y2 - band.y1, strips);
     for (int x1 = band.x1; x1 < band.x2; x1 += motionStripWidth) {
         const int x2 = Smaller(x1 + motionStripWidth, band.x2);
-        MotionRow ring[motionWindow];
-        for (int r = 1; r < motionWindow; ++r) {
-            FillSimilarityRow<Body>(ring[r], inputs, x1, x2, band.y1 - motionReach + r - 1, p);
+        MotionRows rows{};
+        for (int y = band.y1 - motionReach; y < band.y1 + motionReach; ++y) {
+            FillSimilarityRow<Body>(rows, inputs, x1, x2, y, p);
         }
-        int oldest = 0;
         for (int y = band.y1; y < band.y2; ++y) {
-            FillSimilarityRow<Body>(ring[oldest], inputs, x1, x2, y + motionReach, p);
-            oldest = (oldest + 1) % motionWindow;
-            const MotionRow* rows[motionWindow];
-            for (int r = 0; r < motionWindow; ++r) {
-                rows[r] = &ring[(oldest + r) % motionWindow];
-            }
-            FinishMotionRow<Body>(output, inputs, x1, x2, y, rows, p);
+            FillSimilarityRow<Body>(rows, inputs, x1, x2, y + motionReach, p);
+            FinishMotionRow<Body>(output, inputs, x1, x2, y, rows.Sums(), p);
             walked.Add(1);
         }
     }

@@ -33,8 +33,8 @@ TQ_INLINE Color MultiplyAdd(Color x, F factor, Color y) {
     return {MultiplyAdd(x.r, factor, y.r), MultiplyAdd(x.g, factor, y.g), MultiplyAdd(x.b, factor, y.b)};
 }
 
-/// The storage types: four channels of `lanes` pixels as normalised floats or as code values, and samples as
-/// code values.
+/// The storage types: four channels of `lanes` pixels as normalised floats or as code values, the differences
+/// of two pictures (of either sign) as code values, and samples as code values.
 struct ByteStorage {
     using Channel = std::uint8_t;
     static constexpr float white = 255;
@@ -50,6 +50,13 @@ struct ByteStorage {
         const I pixels = Read<I>(source);
         for (int i = 0; i < 4; ++i) {
             c[i] = ToFloat(ByteOf(pixels, i));
+        }
+    }
+
+    TQ_INLINE static void LoadDifferences(const unsigned char* a, const unsigned char* b, F (&c)[4]) {
+        const I differences = ByteDifferences(Read<I>(a), Read<I>(b));
+        for (int i = 0; i < 4; ++i) {
+            c[i] = ToFloat(ByteOf(differences, i));
         }
     }
 
@@ -92,6 +99,15 @@ struct ShortStorage {
         }
     }
 
+    TQ_INLINE static void LoadDifferences(const unsigned char* a, const unsigned char* b, F (&c)[4]) {
+        F other[4];
+        LoadCodes(a, c);
+        LoadCodes(b, other);
+        for (int i = 0; i < 4; ++i) {
+            c[i] -= other[i];
+        }
+    }
+
     TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) {
         StorePairs(target, CodeFromUnit(c[0], white) | (CodeFromUnit(c[1], white) << 16),
                    CodeFromUnit(c[2], white) | (CodeFromUnit(c[3], white) << 16));
@@ -113,6 +129,16 @@ struct FloatStorage {
 
     TQ_INLINE static void Load(const unsigned char* source, F (&c)[4]) { LoadFloats(source, c); }
     TQ_INLINE static void LoadCodes(const unsigned char* source, F (&c)[4]) { LoadFloats(source, c); }
+    TQ_INLINE static void LoadDifferences(const unsigned char* a, const unsigned char* b, F (&c)[4]) {
+        F pixels[4];
+        F other[4];
+        ReadFloats(a, pixels);
+        ReadFloats(b, other);
+        for (int i = 0; i < 4; ++i) {
+            pixels[i] -= other[i];
+        }
+        SeparateChannels(pixels, c);
+    }
     TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) { StoreFloats(target, c); }
     static constexpr float rounding = 0;
     TQ_INLINE static F LoadSamples(const unsigned char* source) { return Read<F>(source); }
@@ -145,12 +171,27 @@ struct Pixels {
         return {{c[firstColor], c[firstColor + 1], c[firstColor + 2]}, c[Alpha]};
     }
 
+    TQ_INLINE static Pixel LoadDifferences(const unsigned char* a, const unsigned char* b) {
+        F c[4];
+        Storage::LoadDifferences(a, b, c);
+        return {{c[firstColor], c[firstColor + 1], c[firstColor + 2]}, c[Alpha]};
+    }
+
     /// A channel as it comes back after it was stored.
     TQ_INLINE static F AsStored(F value) {
         if constexpr (sizeof(typename Storage::Channel) == sizeof(float)) {
             return value;
         } else {
             return UnitFromCode(CodeFromUnit(value, Storage::white), Storage::white);
+        }
+    }
+
+    /// The same as a code value.
+    TQ_INLINE static F CodeAsStored(F value) {
+        if constexpr (sizeof(typename Storage::Channel) == sizeof(float)) {
+            return value;
+        } else {
+            return ToFloat(CodeFromUnit(value, Storage::white));
         }
     }
 

@@ -125,45 +125,61 @@ struct AddHighPass {
     }
 };
 
+/// What RunPoint needs for each input: its pixels at the start of a row, and the distance to those of the
+/// next row, which are fetched ahead. The processor foresees less: it stops at the end of each page.
+struct PointInputs {
+    const unsigned char* pixels[3];
+    std::int64_t rowBytes[3];
+};
+
+template <class Body>
+TQ_INLINE void FetchAhead(const PointInputs& inputs) {
+    Prefetch<Body::In0::vectorBytes>(inputs.pixels[0] + inputs.rowBytes[0]);
+    Prefetch<Body::In1::vectorBytes>(inputs.pixels[1] + inputs.rowBytes[1]);
+    Prefetch<Body::In2::vectorBytes>(inputs.pixels[2] + inputs.rowBytes[2]);
+}
+
+/// The same, `vectors` vectors further.
+template <class Body>
+TQ_INLINE void Advance(PointInputs& inputs, int vectors) {
+    inputs.pixels[0] += vectors * Body::In0::vectorBytes;
+    inputs.pixels[1] += vectors * Body::In1::vectorBytes;
+    inputs.pixels[2] += vectors * Body::In2::vectorBytes;
+}
+
 /// `vectors` whole vectors of one row.
 template <class Body>
-[[gnu::noinline]] void RunPointVectors(unsigned char* output, const unsigned char* const* inputs, int vectors,
+[[gnu::noinline]] void RunPointVectors(unsigned char* output, PointInputs inputs, int vectors,
                                        const typename Body::Parameters& parameters) {
-    const unsigned char* in0 = inputs[0];
-    const unsigned char* in1 = inputs[1];
-    const unsigned char* in2 = inputs[2];
     for (int i = 0; i < vectors; ++i) {
-        const Pixel result =
-            Body::At(parameters, Body::In0::Load(in0), Body::In1::Load(in1), Body::In2::Load(in2));
+        FetchAhead<Body>(inputs);
+        const Pixel result = Body::At(parameters, Body::In0::Load(inputs.pixels[0]),
+                                      Body::In1::Load(inputs.pixels[1]), Body::In2::Load(inputs.pixels[2]));
         Body::Output::Store(output, result);
         output += Body::Output::vectorBytes;
-        in0 += Body::In0::vectorBytes;
-        in1 += Body::In1::vectorBytes;
-        in2 += Body::In2::vectorBytes;
+        Advance<Body>(inputs, 1);
     }
 }
 
 /// Whole vectors, past the caches: a few at a time go through a buffer.
 template <class Body>
-void StreamPointVectors(unsigned char* output, const unsigned char* const* inputs, int vectors,
+void StreamPointVectors(unsigned char* output, PointInputs inputs, int vectors,
                         const typename Body::Parameters& parameters) {
     constexpr int most = 16;
     alignas(64) unsigned char buffer[most * Body::Output::vectorBytes];
     for (int done = 0; done < vectors; done += most) {
         const int count = Smaller(most, vectors - done);
-        const unsigned char* from[3] = {inputs[0] + done * Body::In0::vectorBytes,
-                                        inputs[1] + done * Body::In1::vectorBytes,
-                                        inputs[2] + done * Body::In2::vectorBytes};
-        RunPointVectors<Body>(buffer, from, count, parameters);
+        RunPointVectors<Body>(buffer, inputs, count, parameters);
         CopyOrStream(output + done * Body::Output::vectorBytes, buffer, count * Body::Output::vectorBytes,
                      true);
+        Advance<Body>(inputs, count);
     }
 }
 
 /// One row: whole vectors, and the rest through buffers that are as long as a vector, so that nothing outside
 /// the images is touched.
 template <class Body>
-TQ_INLINE void RunPointRow(unsigned char* output, const unsigned char* const* inputs, int width, bool stream,
+TQ_INLINE void RunPointRow(unsigned char* output, PointInputs inputs, int width, bool stream,
                            const typename Body::Parameters& parameters) {
     constexpr int inputBytes[3] = {Body::In0::pixelBytes, Body::In1::pixelBytes, Body::In2::pixelBytes};
     const int vectors = width / lanes;
@@ -177,13 +193,13 @@ TQ_INLINE void RunPointRow(unsigned char* output, const unsigned char* const* in
         return;
     }
     unsigned char buffers[4][lanes * 16];
-    const unsigned char* bufferInputs[3];
+    PointInputs rest{};
     for (int i = 0; i < 3; ++i) {
         __builtin_memset(buffers[i], 0, sizeof(buffers[i]));
-        Copy(buffers[i], inputs[i] + done * inputBytes[i], (width - done) * inputBytes[i]);
-        bufferInputs[i] = buffers[i];
+        Copy(buffers[i], inputs.pixels[i] + done * inputBytes[i], (width - done) * inputBytes[i]);
+        rest.pixels[i] = buffers[i];
     }
-    RunPointVectors<Body>(buffers[3], bufferInputs, 1, parameters);
+    RunPointVectors<Body>(buffers[3], rest, 1, parameters);
     Copy(output + done * Body::Output::pixelBytes, buffers[3], (width - done) * Body::Output::pixelBytes);
 }
 
@@ -197,10 +213,11 @@ bool RunPoint(const ImageView& output, const ImageView* inputs, const Bounds& ba
     static constexpr unsigned char noPixels = 0;
     const bool stream = IsStreamed(output, Body::Output::pixelBytes);
     for (int y = band.y1; y < band.y2; ++y) {
-        const unsigned char* rows[3] = {&noPixels, &noPixels, &noPixels};
+        PointInputs rows{{&noPixels, &noPixels, &noPixels}, {}};
         for (int i = 0; i < 3; ++i) {
             if (inputBytes[i] > 0) {
-                rows[i] = PixelAt(inputs[i], band.x1, y, inputBytes[i]);
+                rows.pixels[i] = PixelAt(inputs[i], band.x1, y, inputBytes[i]);
+                rows.rowBytes[i] = inputs[i].rowBytes;
             }
         }
         RunPointRow<Body>(PixelAt(output, band.x1, y, Body::Output::pixelBytes), rows, band.x2 - band.x1,

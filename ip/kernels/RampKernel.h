@@ -2,6 +2,7 @@
 
 // The linear ramp of four colours. Included by the level files only; see Vector.h.
 
+#include "ip/kernels/RawVector.h"
 #include "ip/kernels/SolidKernel.h"
 
 namespace TQ::IP::TQ_LEVEL {
@@ -43,39 +44,74 @@ TQ_INLINE void DrawVector(const RampParameters& p, unsigned char* target, int x,
     StoreSome<Format>(target, pixel, Smaller(lanes, end - x));
 }
 
-#if TQ_LANES == 4
+#if TQ_LANES > 1
 constexpr int blockPixels = 16;
+constexpr int blocksAtOnce = lanes / 4;  ///< whose first pixels fill a vector
+constexpr int runBlocks = 32;            ///< as many go through a buffer at once
 
-/// A stretch of the ramp, begin <= t < end, in which the colour is linear. A vector is one pixel, in the
-/// order of memory and in code values.
-struct RampPiece {
-    float begin, end;
-    float start;  ///< where the colour is `color`
-    F color;
-    F slope;                             ///< for a t of 1
-    F steps[blockPixels];                ///< from the first pixel of a block to each of its pixels
-    __m128i byteSteps[blockPixels / 2];  ///< the same for 8 bits: two pixels each, in 1 / byteUnit of a code
+/// Four channels of one pixel, in the order of memory and in code values.
+struct RampPixel {
+    float c[4];
 };
+
+/// The same pixel in all of a vector.
+TQ_INLINE F Spread(const RampPixel& pixel) {
+    float c[lanes];
+    for (int i = 0; i < lanes; ++i) {
+        c[i] = pixel.c[i % 4];
+    }
+    return Read<F>(c);
+}
 
 constexpr int byteBits = 7;
 constexpr float byteUnit = 1 << byteBits;
 
-/// Two pixels as 16-bit integers in 1 / byteUnit.
-TQ_INLINE __m128i WordsOf(F first, F second) {
-    return _mm_packs_epi32(_mm_cvtps_epi32(first * byteUnit), _mm_cvtps_epi32(second * byteUnit));
+/// Two vectors of channels as 16-bit integers in 1 / byteUnit: four of the first, then four of the second for
+/// every 16 bytes.
+TQ_INLINE Raw WordsOf(F first, F second) {
+    return TQ_RAW(packs_epi32)(reinterpret_cast<Raw>(RoundToNearest(first * byteUnit)),
+                               reinterpret_cast<Raw>(RoundToNearest(second * byteUnit)));
 }
+
+/// A stretch of the ramp, begin <= t < end, in which the colour is linear.
+struct RampPiece {
+    float begin, end;
+    float start;  ///< where the colour is `color`
+    F color;
+    F slope;  ///< for a t of 1
+    /// From the first pixel of a block to its others, in the order in which they are packed.
+    F steps[blockPixels / blocksAtOnce];
+    Raw byteSteps[blockPixels / blocksAtOnce / 2];  ///< the same for 8 bits: in 1 / byteUnit of a code
+};
 
 /// Before the first stop, between the four, and after the last.
 constexpr int pieceCount = 5;
 
 template <class Format, bool BlueFirst>
-TQ_INLINE F PixelOf(const float (&rgb)[3], float alpha) {
-    float c[4];
-    c[Format::alpha] = alpha;
+TQ_INLINE RampPixel PixelOf(const float (&rgb)[3]) {
+    RampPixel pixel;
+    pixel.c[Format::alpha] = Format::Storage::white;
     for (int i = 0; i < 3; ++i) {
-        c[Format::firstColor + i] = rgb[BlueFirst ? 2 - i : i];
+        pixel.c[Format::firstColor + i] = rgb[BlueFirst ? 2 - i : i] * Format::Storage::white;
     }
-    return Read<F>(c) * Format::Storage::white;
+    return pixel;
+}
+
+/// A vector takes one pixel for every 16 bytes, and as many vectors as a stored pixel has bytes to spare are
+/// packed into one: so neighbours lie in the same 16 bytes of different vectors.
+template <class Format>
+void MakeSteps(RampPiece& piece, float stepOfPixel) {
+    constexpr int packed = 16 / Format::pixelBytes;
+    for (int i = 0; i < blockPixels / blocksAtOnce; ++i) {
+        float pixels[lanes];
+        for (int k = 0; k < lanes; ++k) {
+            pixels[k] = static_cast<float>(i / packed * packed * blocksAtOnce + k / 4 * packed + i % packed);
+        }
+        piece.steps[i] = piece.slope * (Read<F>(pixels) * stepOfPixel);
+    }
+    for (int i = 0; i < blockPixels / blocksAtOnce; i += 2) {
+        piece.byteSteps[i / 2] = WordsOf(piece.steps[i], piece.steps[i + 1]);
+    }
 }
 
 /// All are empty where the colours are not moderate.
@@ -94,21 +130,16 @@ void MakePieces(const RampParameters& p, bool areModerate, RampPiece (&pieces)[p
         piece.begin = begins[i];
         piece.end = areModerate ? ends[i] : begins[i];
         piece.start = stops[stop];
-        piece.color = PixelOf<Format, BlueFirst>(p.colors[stop], 1);
+        piece.color = Spread(PixelOf<Format, BlueFirst>(p.colors[stop]));
         piece.slope = F{};
         if (i > 0 && i < pieceCount - 1) {
-            const F next = PixelOf<Format, BlueFirst>(p.colors[i], 1);
+            const F next = Spread(PixelOf<Format, BlueFirst>(p.colors[i]));
             piece.slope = (next - piece.color) / (stops[i] - stops[stop]);
         }
         if (i == 0 || i == pieceCount - 1) {
             piece.start = 0;
         }
-        for (int k = 0; k < blockPixels; ++k) {
-            piece.steps[k] = piece.slope * (p.direction[0] * static_cast<float>(k));
-        }
-        for (int k = 0; k < blockPixels; k += 2) {
-            piece.byteSteps[k / 2] = WordsOf(piece.steps[k], piece.steps[k + 1]);
-        }
+        MakeSteps<Format>(piece, p.direction[0]);
     }
 }
 
@@ -117,9 +148,9 @@ TQ_INLINE bool Holds(const RampPiece& piece, float t, float u) {
 }
 
 /// The piece in which both lie, null if there is none. Looks at `last` first.
-TQ_INLINE const RampPiece* FindPiece(const RampPiece (&pieces)[pieceCount], const RampPiece* last, float t,
-                                     float u) {
-    if (last != nullptr && Holds(*last, t, u)) {
+inline const RampPiece* FindPiece(const RampPiece (&pieces)[pieceCount], const RampPiece* last, float t,
+                                  float u) {
+    if (Holds(*last, t, u)) {
         return last;
     }
     for (const RampPiece& piece : pieces) {
@@ -130,35 +161,71 @@ TQ_INLINE const RampPiece* FindPiece(const RampPiece (&pieces)[pieceCount], cons
     return nullptr;
 }
 
-/// Sixteen bytes of neighbouring pixels. Integers are rounded to nearest and limited by the packing.
-template <class Storage>
-TQ_INLINE __m128i PackPixels(F base, const F* steps) {
-    if constexpr (sizeof(typename Storage::Channel) == 2) {
-        const __m128i white =
-            _mm_set1_epi16(static_cast<std::int16_t>(static_cast<std::uint16_t>(Storage::white)));
-        const __m128i first = _mm_cvtps_epi32(base + steps[0]);
-        return _mm_min_epu16(_mm_packus_epi32(first, _mm_cvtps_epi32(base + steps[1])), white);
-    } else {
-        return reinterpret_cast<__m128i>(base + steps[0]);
+/// How many blocks lie inside, from t on: at least 1 and at most `most`, give or take one.
+TQ_INLINE int BlocksUntilEnd(const RampPiece& piece, float t, float blockLength, int most) {
+    const float room = ((blockLength >= 0.0F ? piece.end : piece.begin) - t) / blockLength;
+    return room < static_cast<float>(most) ? (room > 1.0F ? static_cast<int>(room) : 1) : most;
+}
+
+/// The 16 bytes number `Index` in all of a vector.
+template <int Index>
+TQ_INLINE Raw SpreadBlock(Raw value) {
+#if TQ_LANES == 16
+    return _mm512_shuffle_i32x4(value, value, Index * 0x55);
+#elif TQ_LANES == 8
+    return _mm256_permute2x128_si256(value, value, Index * 0x11);
+#else
+    return value;
+#endif
+}
+
+/// A block whose first pixel is number `Index` of those in `base`, which for 8 bits are `words`. Integers are
+/// rounded to nearest and limited by the packing.
+template <class Format, int Index>
+TQ_INLINE void DrawBlock(const RampPiece& piece, F base, Raw words, unsigned char* target, bool stream) {
+    constexpr int vectorBytes = static_cast<int>(sizeof(F));
+    constexpr int vectors = blockPixels * Format::pixelBytes / vectorBytes;
+    const F first = reinterpret_cast<F>(SpreadBlock<Index>(reinterpret_cast<Raw>(base)));
+    const Raw firstWords = SpreadBlock<Index>(words);
+    const auto codes = [&](int i) {
+        return TQ_RAW(srai_epi16)(TQ_RAW(adds_epi16)(firstWords, piece.byteSteps[i]), byteBits);
+    };
+    const auto integers = [&](int i) {
+        return reinterpret_cast<Raw>(RoundToNearest(first + piece.steps[i]));
+    };
+    for (int i = 0; i < vectors; ++i) {
+        Raw result;
+        if constexpr (Format::pixelBytes == 4) {
+            result = TQ_RAW(packus_epi16)(codes(2 * i), codes(2 * i + 1));
+        } else if constexpr (Format::pixelBytes == 8) {
+            const auto white = static_cast<std::int16_t>(static_cast<std::uint16_t>(Format::Storage::white));
+            result = TQ_RAW(min_epu16)(TQ_RAW(packus_epi32)(integers(2 * i), integers(2 * i + 1)),
+                                       TQ_RAW(set1_epi16)(white));
+        } else {
+            result = reinterpret_cast<Raw>(first + piece.steps[i]);
+        }
+        StoreOrStream(target + i * vectorBytes, result, stream);
     }
 }
 
+/// Blocks of one piece, from that of column x on, blocksAtOnce at a time.
 template <class Format>
-TQ_INLINE void DrawBlock(const RampPiece& piece, float t, unsigned char* target, bool stream) {
-    constexpr int pixels = 16 / Format::pixelBytes;
-    const F base = piece.color + piece.slope * (t - piece.start);
-    if constexpr (Format::pixelBytes == 4) {
-        const __m128i words = WordsOf(base + 0.5F, base + 0.5F);
-        const auto codes = [&](int i) {
-            return _mm_srai_epi16(_mm_adds_epi16(words, piece.byteSteps[i]), byteBits);
-        };
-        for (int k = 0; k < blockPixels; k += pixels) {
-            StoreOrStream(target + k * 4, _mm_packus_epi16(codes(k / 2), codes(k / 2 + 1)), stream);
+TQ_INLINE void DrawBlocks(const RampParameters& p, const RampPiece& piece, unsigned char* target, int x,
+                          float along, int blocks, bool stream) {
+    static constexpr float firstColumns[16] = {0, 0, 0, 0, 16, 16, 16, 16, 32, 32, 32, 32, 48, 48, 48, 48};
+    constexpr int blockBytes = blockPixels * Format::pixelBytes;
+    for (int i = 0; i < blocks; i += blocksAtOnce, target += blocksAtOnce * blockBytes) {
+        const F columns = Read<F>(firstColumns) + static_cast<float>(x + i * blockPixels);
+        const F t = (columns - p.point[0]) * p.direction[0] + along;
+        const F base = piece.color + piece.slope * (t - piece.start);
+        const Raw words = WordsOf(base + 0.5F, base + 0.5F);
+        DrawBlock<Format, 0>(piece, base, words, target, stream);
+        if constexpr (blocksAtOnce > 1) {
+            DrawBlock<Format, 1>(piece, base, words, target + blockBytes, stream);
         }
-    } else {
-        for (int k = 0; k < blockPixels; k += pixels) {
-            StoreOrStream(target + k * Format::pixelBytes,
-                          PackPixels<typename Format::Storage>(base, piece.steps + k), stream);
+        if constexpr (blocksAtOnce > 2) {
+            DrawBlock<Format, 2>(piece, base, words, target + 2 * blockBytes, stream);
+            DrawBlock<Format, 3>(piece, base, words, target + 3 * blockBytes, stream);
         }
     }
 }
@@ -181,26 +248,39 @@ template <class Format, bool BlueFirst>
 TQ_INLINE void DrawRow(const RampParameters& p, const RampPiece (&pieces)[pieceCount], unsigned char* target,
                        int x, int end, float along, bool stream) {
     constexpr int pixelBytes = Format::pixelBytes;
-    unsigned char buffer[blockPixels * pixelBytes];
-    const RampPiece* piece = nullptr;
+    alignas(64) unsigned char buffer[runBlocks * blockPixels * pixelBytes];
+    const RampPiece* last = &pieces[0];
     while (x < end) {
-        const int block = x & -blockPixels;
-        const int count = Smaller(block + blockPixels, end) - x;
-        const bool isWhole = count == blockPixels;
-        unsigned char* place = isWhole ? target : buffer;
-        const float t = PositionAt(p, block, along);
-        piece = FindPiece(pieces, piece, t, PositionAt(p, block + blockPixels - 1, along));
+        const int first = x & -blockPixels;
+        const float t = PositionAt(p, first, along);
+        const RampPiece* piece = FindPiece(pieces, last, t, t);
+        int blocks = 1;
+        const auto fits = [&] {
+            return Holds(*piece, t, PositionAt(p, first + blocks * blockPixels - 1, along));
+        };
         if (piece != nullptr) {
-            DrawBlock<Format>(*piece, t, place, stream && isWhole && IsAligned(place));
+            const int most = Smaller(runBlocks, (end - first + blockPixels - 1) / blockPixels);
+            blocks = BlocksUntilEnd(*piece, t, p.direction[0] * blockPixels, most);
+            blocks = fits() ? blocks : 1;
+            piece = fits() ? piece : nullptr;
+        }
+        const int pixels = blocks * blockPixels;
+        const int count = Smaller(first + pixels, end) - x;
+        if (piece != nullptr && count == blocksAtOnce * blockPixels * (blocks / blocksAtOnce) &&
+            (!stream || IsAligned(target, sizeof(Raw)))) {
+            DrawBlocks<Format>(p, *piece, target, first, along, blocks, stream);
         } else {
-            for (int k = 0; k < blockPixels; k += lanes) {
-                DrawVector<Format, BlueFirst>(p, place + k * pixelBytes, block + k, block + blockPixels,
-                                              along);
+            if (piece != nullptr) {
+                DrawBlocks<Format>(p, *piece, buffer, first, along, blocks, false);
+            } else {
+                for (int k = 0; k < pixels; k += lanes) {
+                    DrawVector<Format, BlueFirst>(p, buffer + k * pixelBytes, first + k, first + pixels,
+                                                  along);
+                }
             }
+            CopyOrStream(target, buffer + (x - first) * pixelBytes, count * pixelBytes, stream);
         }
-        if (!isWhole) {
-            Copy(target, buffer + (x - block) * pixelBytes, count * pixelBytes);
-        }
+        last = piece != nullptr ? piece : last;
         x += count;
         target += count * pixelBytes;
     }
@@ -211,7 +291,7 @@ template <class Format, bool BlueFirst>
 bool RunRamp(const ImageView& output, const ImageView*, const Bounds& band, const void* parameters,
              Image::Progress& progress) {
     const auto& p = *static_cast<const RampParameters*>(parameters);
-#if TQ_LANES == 4
+#if TQ_LANES > 1
     RampPiece pieces[pieceCount];
     MakePieces<Format, BlueFirst>(p, AreModerate<typename Format::Storage>(p), pieces);
     const bool stream = IsStreamed(output, Format::pixelBytes);
@@ -219,7 +299,7 @@ bool RunRamp(const ImageView& output, const ImageView*, const Bounds& band, cons
     for (int y = band.y1; y < band.y2; ++y) {
         const float along = (static_cast<float>(y) - p.point[1]) * p.direction[1];
         unsigned char* target = PixelAt(output, band.x1, y, Format::pixelBytes);
-#if TQ_LANES == 4
+#if TQ_LANES > 1
         DrawRow<Format, BlueFirst>(p, pieces, target, band.x1, band.x2, along, stream);
 #else
         for (int x = band.x1; x < band.x2; x += lanes, target += Format::vectorBytes) {

@@ -4,9 +4,7 @@
 // nothing but move pixels is up to half of the traffic; for large outputs that fetch costs more than the
 // output's absence from the caches does later. Included by the level files only; see Vector.h.
 
-#include <emmintrin.h>  // belongs to every processor of this architecture
-
-#include "ip/kernels/Vector.h"
+#include "ip/kernels/RawVector.h"
 #include "ip/records/ImageView.h"
 
 namespace TQ::IP::TQ_LEVEL {
@@ -26,36 +24,46 @@ TQ_INLINE bool IsStreamed(const ImageView& output, int pixelBytes) {
     return bytes >= largeBytes && places % static_cast<std::uintptr_t>(pixelBytes) == 0;
 }
 
-TQ_INLINE bool IsAligned(const unsigned char* address) {
-    return reinterpret_cast<std::uintptr_t>(address) % 16 == 0;
+TQ_INLINE bool IsAligned(const unsigned char* address, int bytes = 16) {
+    return reinterpret_cast<std::uintptr_t>(address) % static_cast<std::uintptr_t>(bytes) == 0;
 }
 
-/// Sixteen bytes; a stream only where they are aligned.
-TQ_INLINE void StoreOrStream(unsigned char* target, __m128i value, bool stream) {
+TQ_INLINE void Stream(unsigned char* target, __m128i value) {
+    _mm_stream_si128(reinterpret_cast<__m128i*>(target), value);
+}
+
+#if TQ_LANES >= 8
+TQ_INLINE void Stream(unsigned char* target, __m256i value) {
+    _mm256_stream_si256(reinterpret_cast<__m256i*>(target), value);
+}
+#endif
+
+#if TQ_LANES >= 16
+TQ_INLINE void Stream(unsigned char* target, __m512i value) {
+    _mm512_stream_si512(reinterpret_cast<__m512i*>(target), value);
+}
+#endif
+
+/// A vector; a stream only where its place is aligned.
+template <class Vector>
+TQ_INLINE void StoreOrStream(unsigned char* target, Vector value, bool stream) {
     if (stream) {
-        _mm_stream_si128(reinterpret_cast<__m128i*>(target), value);
+        Stream(target, value);
     } else {
         Write(target, value);
     }
 }
 
-/// What a kernel has left in the first-level cache, to its place.
+/// What a kernel has left in the first-level cache, to its place; in whole lines where vectors are that long.
 TQ_INLINE void CopyOrStream(unsigned char* target, const unsigned char* source, int bytes, bool stream) {
+    constexpr int step = sizeof(Raw);
     int done = 0;
     if (stream) {
-        done = static_cast<int>(-reinterpret_cast<std::uintptr_t>(target) % 16);
+        done = static_cast<int>(-reinterpret_cast<std::uintptr_t>(target) % step);
         done = done < bytes ? done : bytes;
         __builtin_memcpy(target, source, static_cast<std::uint32_t>(done));
-#if TQ_LANES == 16
-        for (; done + 16 <= bytes && reinterpret_cast<std::uintptr_t>(target + done) % 64 != 0; done += 16) {
-            _mm_stream_si128(reinterpret_cast<__m128i*>(target + done), Read<__m128i>(source + done));
-        }
-        for (; done + 64 <= bytes; done += 64) {
-            _mm512_stream_si512(reinterpret_cast<__m512i*>(target + done), Read<__m512i>(source + done));
-        }
-#endif
-        for (; done + 16 <= bytes; done += 16) {
-            _mm_stream_si128(reinterpret_cast<__m128i*>(target + done), Read<__m128i>(source + done));
+        for (; done + step <= bytes; done += step) {
+            Stream(target + done, Read<Raw>(source + done));
         }
     }
     __builtin_memcpy(target + done, source + done, static_cast<std::uint32_t>(bytes - done));

@@ -89,6 +89,13 @@ TQ_INLINE F UnitFromCode(I code, float white) {
 }
 #endif
 
+/// Pixels of four floats as one vector per channel.
+TQ_INLINE void LoadFloats(const unsigned char* source, F (&c)[4]) {
+    F pixels[4];
+    ReadFloats(source, pixels);
+    SeparateChannels(pixels, c);
+}
+
 /// exp(x) for x <= 0, within 2e-7 of the value; 0 below -87, where floats without full precision begin.
 /// Splits x = n ln 2 + r with |r| <= ln 2 / 2; exp(r) is a polynomial with coefficients near 1 / k!, fitted
 /// for the smallest relative error on that interval (Moshier, Cephes, expf), and 2^n goes into the exponent

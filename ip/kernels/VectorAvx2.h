@@ -37,6 +37,13 @@ TQ_INLINE F Reciprocal(F value) {
     return Splat(1) / value;
 }
 
+/// |a - b| of each byte.
+TQ_INLINE I ByteDifferences(I a, I b) {
+    const auto x = reinterpret_cast<__m256i>(a);
+    const auto y = reinterpret_cast<__m256i>(b);
+    return reinterpret_cast<I>(_mm256_sub_epi8(_mm256_max_epu8(x, y), _mm256_min_epu8(x, y)));
+}
+
 TQ_INLINE I RoundToNearest(F value) {
     return reinterpret_cast<I>(_mm256_cvtps_epi32(value));
 }
@@ -52,16 +59,19 @@ TQ_INLINE void WriteHalves(unsigned char* lower, unsigned char* upper, F value) 
     Write<__m128>(upper, _mm256_extractf128_ps(value, 1));
 }
 
-/// Eight pixels of four floats <-> one vector per channel.
-TQ_INLINE void LoadFloats(const unsigned char* source, F (&c)[4]) {
-    const F a = ReadHalves(source, source + 64);
-    const F b = ReadHalves(source + 16, source + 80);
-    const F d = ReadHalves(source + 32, source + 96);
-    const F e = ReadHalves(source + 48, source + 112);
-    const F ab01 = _mm256_unpacklo_ps(a, b);
-    const F ab23 = _mm256_unpackhi_ps(a, b);
-    const F de01 = _mm256_unpacklo_ps(d, e);
-    const F de23 = _mm256_unpackhi_ps(d, e);
+/// Eight pixels of four floats, for arithmetic that treats all channels alike.
+TQ_INLINE void ReadFloats(const unsigned char* source, F (&v)[4]) {
+    for (int i = 0; i < 4; ++i) {
+        v[i] = ReadHalves(source + 16 * i, source + 16 * i + 64);
+    }
+}
+
+/// What ReadFloats gives <-> one vector per channel.
+TQ_INLINE void SeparateChannels(const F (&v)[4], F (&c)[4]) {
+    const F ab01 = _mm256_unpacklo_ps(v[0], v[1]);
+    const F ab23 = _mm256_unpackhi_ps(v[0], v[1]);
+    const F de01 = _mm256_unpacklo_ps(v[2], v[3]);
+    const F de23 = _mm256_unpackhi_ps(v[2], v[3]);
     c[0] = _mm256_shuffle_ps(ab01, de01, 0x44);
     c[1] = _mm256_shuffle_ps(ab01, de01, 0xEE);
     c[2] = _mm256_shuffle_ps(ab23, de23, 0x44);

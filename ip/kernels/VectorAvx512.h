@@ -63,6 +63,13 @@ TQ_INLINE I ByteOf(I value, int i) {
         _mm512_shuffle_epi8(reinterpret_cast<__m512i>(value), _mm512_broadcast_i32x4(order)));
 }
 
+/// |a - b| of each byte.
+TQ_INLINE I ByteDifferences(I a, I b) {
+    const auto x = reinterpret_cast<__m512i>(a);
+    const auto y = reinterpret_cast<__m512i>(b);
+    return reinterpret_cast<I>(_mm512_sub_epi8(_mm512_max_epu8(x, y), _mm512_min_epu8(x, y)));
+}
+
 TQ_INLINE I RoundToNearest(F value) {
     return reinterpret_cast<I>(_mm512_cvtps_epi32(value));
 }
@@ -122,16 +129,19 @@ TQ_INLINE F ZipHigh(F a, F b) {
     }
 }
 
-/// Sixteen pixels of four floats <-> one vector per channel.
-TQ_INLINE void LoadFloats(const unsigned char* source, F (&c)[4]) {
-    const F a = Read<F>(source);
-    const F b = Read<F>(source + 64);
-    const F d = Read<F>(source + 128);
-    const F e = Read<F>(source + 192);
-    const F evenLow = Even<4>(a, b);
-    const F evenHigh = Even<4>(d, e);
-    const F oddLow = Odd<4>(a, b);
-    const F oddHigh = Odd<4>(d, e);
+/// Sixteen pixels of four floats as they are, for arithmetic that treats all channels alike.
+TQ_INLINE void ReadFloats(const unsigned char* source, F (&v)[4]) {
+    for (int i = 0; i < 4; ++i) {
+        v[i] = Read<F>(source + 64 * i);
+    }
+}
+
+/// What ReadFloats gives <-> one vector per channel.
+TQ_INLINE void SeparateChannels(const F (&v)[4], F (&c)[4]) {
+    const F evenLow = Even<4>(v[0], v[1]);
+    const F evenHigh = Even<4>(v[2], v[3]);
+    const F oddLow = Odd<4>(v[0], v[1]);
+    const F oddHigh = Odd<4>(v[2], v[3]);
     c[0] = Even<4>(evenLow, evenHigh);
     c[1] = Even<4>(oddLow, oddHigh);
     c[2] = Odd<4>(evenLow, evenHigh);

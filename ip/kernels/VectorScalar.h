@@ -52,6 +52,16 @@ TQ_INLINE I ByteOf(I value, int i) {
     return (value >> (8 * i)) & 0xFF;
 }
 
+/// |a - b| of each byte.
+TQ_INLINE I ByteDifferences(I a, I b) {
+    I differences = 0;
+    for (int i = 0; i < 4; ++i) {
+        const I difference = ByteOf(a, i) - ByteOf(b, i);
+        differences |= (difference < 0 ? -difference : difference) << (8 * i);
+    }
+    return differences;
+}
+
 TQ_INLINE F ToFloat(I value) {
     return static_cast<float>(value);
 }
@@ -79,8 +89,12 @@ TQ_INLINE F UnitFromCode(I code, float white) {
     return ToFloat(code) / white;
 }
 
-TQ_INLINE void LoadFloats(const unsigned char* source, F (&c)[4]) {
-    __builtin_memcpy(c, source, sizeof(c));
+TQ_INLINE void ReadFloats(const unsigned char* source, F (&v)[4]) {
+    __builtin_memcpy(v, source, sizeof(v));
+}
+
+TQ_INLINE void SeparateChannels(const F (&v)[4], F (&c)[4]) {
+    __builtin_memcpy(c, v, sizeof(c));
 }
 
 TQ_INLINE void StoreFloats(unsigned char* target, const F (&c)[4]) {

@@ -37,20 +37,30 @@ TQ_INLINE F Reciprocal(F value) {
     return Splat(1) / value;
 }
 
+/// |a - b| of each byte.
+TQ_INLINE I ByteDifferences(I a, I b) {
+    const auto x = reinterpret_cast<__m128i>(a);
+    const auto y = reinterpret_cast<__m128i>(b);
+    return reinterpret_cast<I>(_mm_sub_epi8(_mm_max_epu8(x, y), _mm_min_epu8(x, y)));
+}
+
 TQ_INLINE I RoundToNearest(F value) {
     return reinterpret_cast<I>(_mm_cvtps_epi32(value));
 }
 
-/// Four pixels of four floats <-> one vector per channel.
-TQ_INLINE void LoadFloats(const unsigned char* source, F (&c)[4]) {
-    const F a = Read<F>(source);
-    const F b = Read<F>(source + 16);
-    const F d = Read<F>(source + 32);
-    const F e = Read<F>(source + 48);
-    const F ab01 = _mm_unpacklo_ps(a, b);
-    const F ab23 = _mm_unpackhi_ps(a, b);
-    const F de01 = _mm_unpacklo_ps(d, e);
-    const F de23 = _mm_unpackhi_ps(d, e);
+/// Four pixels of four floats as they are, for arithmetic that treats all channels alike.
+TQ_INLINE void ReadFloats(const unsigned char* source, F (&v)[4]) {
+    for (int i = 0; i < 4; ++i) {
+        v[i] = Read<F>(source + 16 * i);
+    }
+}
+
+/// What ReadFloats gives <-> one vector per channel.
+TQ_INLINE void SeparateChannels(const F (&v)[4], F (&c)[4]) {
+    const F ab01 = _mm_unpacklo_ps(v[0], v[1]);
+    const F ab23 = _mm_unpackhi_ps(v[0], v[1]);
+    const F de01 = _mm_unpacklo_ps(v[2], v[3]);
+    const F de23 = _mm_unpackhi_ps(v[2], v[3]);
     c[0] = _mm_movelh_ps(ab01, de01);
     c[1] = _mm_movehl_ps(de01, ab01);
     c[2] = _mm_movelh_ps(ab23, de23);

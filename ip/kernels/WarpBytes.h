@@ -3,7 +3,7 @@
 // The warp of 8-bit pixels in integers: fractions in 1 / 16384, which is finer than what is lost by storing
 // whole codes. Included by the level files only; see Vector.h.
 
-#include "ip/kernels/Vector.h"
+#include "ip/kernels/RawVector.h"
 
 namespace TQ::IP::TQ_LEVEL {
 namespace {
@@ -20,18 +20,6 @@ TQ_INLINE int MixCodes(int a, int b, int fraction) {
 }
 
 #if TQ_LANES > 1
-/// The bytes and integers of a vector, in groups of 16 bytes that no operation leaves.
-#if TQ_LANES == 16
-using Raw = __m512i;
-#define TQ_RAW(operation) _mm512_##operation
-#elif TQ_LANES == 8
-using Raw = __m256i;
-#define TQ_RAW(operation) _mm256_##operation
-#else
-using Raw = __m128i;
-#define TQ_RAW(operation) _mm_##operation
-#endif
-
 /// Two neighbouring pixels from each of two places for each group: those of offsets[4 g + First] and the
 /// next.
 template <int First>
@@ -100,7 +88,6 @@ TQ_INLINE Raw MixPixels(const unsigned char* upper, const unsigned char* lower,
     const Raw fourth = MixPixel<3>(TQ_RAW(unpackhi_epi8)(upper23, lower23), columns, rows);
     return TQ_RAW(packus_epi16)(TQ_RAW(packs_epi32)(first, second), TQ_RAW(packs_epi32)(third, fourth));
 }
-#undef TQ_RAW
 #endif
 
 }  // namespace
