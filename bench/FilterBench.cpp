@@ -37,8 +37,8 @@ enum Rows { AllThreads, OneThreadToo };
 struct FilterRow {
     const char* name;
     std::vector<Content> inputs;
-    Content output;     ///< Content::Accumulator for an output that is always float
-    double operations;  ///< for each pixel of the output; see Operations.h
+    Content output;                ///< Content::Accumulator for an output that is always float
+    Operations::Count operations;  ///< for each pixel of the output
     std::function<Handle(const Handles& inputs)> make;
     Rows rows = AllThreads;
     bool isGraph = false;  ///< rendered as a graph, since the filter is one
@@ -95,11 +95,11 @@ std::vector<FilterRow> TemporalRows() {
          Three<IP::TemporalBlendFilter>(0.5F)},
         {"TemporalUnmult", {Frame, Accumulator}, Frame, divideByWeight, Two<IP::TemporalUnmultFilter>()},
         {"AddHighPass", lowPass, Frame, exchangeLow, Three<AddHighPassFilter>(1.0F, true, false)},
-        {"AddHighPassN", lowPass, Frame, exchangeLow + divideByWeight,
-         Three<AddHighPassFilter>(1.0F, true, true), OneThreadToo},
+        {"AddHighPassN", lowPass, Frame, exchangeLowOfSum, Three<AddHighPassFilter>(1.0F, true, true),
+         OneThreadToo},
         {"AddHighPassThreshold", lowPass, Frame, exchangeLow + limitCorrection,
          Three<AddHighPassFilter>(0.2F, true, false)},
-        {"AddHighPassThresholdN", lowPass, Frame, exchangeLow + limitCorrection + divideByWeight,
+        {"AddHighPassThresholdN", lowPass, Frame, exchangeLowOfSum + limitCorrection,
          Three<AddHighPassFilter>(0.2F, true, true)},
         {"DetectMotion",
          {Frame, MovedFrame},
@@ -148,15 +148,15 @@ std::vector<FilterRow> SpatialRows() {
         {"Solid",
          {},
          Frame,
-         0,
+         nothing,
          [](const Handles&) { return std::make_shared<IP::SolidFilter>(0.2F, 0.5F, 0.8F); }},
         {"Ramp", {}, Frame, ramp, MakeRamp},
-        {"CopyAlpha", {Frame, Frame}, Frame, 0, Two<IP::CopyAlphaFilter>()},
+        {"CopyAlpha", {Frame, Frame}, Frame, nothing, Two<IP::CopyAlphaFilter>()},
         {"GuidedCorrelation", {Frame, Frame}, Frame, product, Two<IP::GuidedCorrelationFilter>()},
         {"AffineSimilarityFinal",
          {Accumulator, Accumulator, Accumulator},
          Accumulator,
-         unexplained,
+         finalSimilarity,
          Three<IP::AffineSimilarityFinalFilter>()},
         {"AffineSimilarity",
          {Frame, MovedFrame},
@@ -199,6 +199,7 @@ class FilterRun {
   public:
     FilterRun(const FilterRow& row, int bits, int threads)
         : _row(row),
+          _bits(bits),
           _host(HostWith(threads)),
           _output(RingOf(SizeOf(row), BitsOf(row.output, bits), Content::Output)) {
         const IP::Bounds size{0, 0, GetOptions().Width(), GetOptions().Height()};
@@ -229,7 +230,7 @@ class FilterRun {
             bytes += BytesOf(*layer);
         }
         const IP::Layer& output = _output.First();
-        return {bytes, _row.operations * output.Width() * output.Height()};
+        return {bytes, _row.operations.For(_bits) * output.Width() * output.Height()};
     }
 
   private:
@@ -248,6 +249,7 @@ class FilterRun {
     }
 
     const FilterRow& _row;
+    int _bits;
     PooledHost& _host;
     PictureRing& _output;
     std::vector<PictureRing*> _rings;

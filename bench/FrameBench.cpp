@@ -33,7 +33,7 @@ constexpr std::array<PresetName, 13> presetNames{{{2, "Rolling Bands"},
                                                   {14, "Projection Screen"},
                                                   {15, "Slow Motion, detection"}}};
 
-void RunFrame(benchmark::State& state, Window& window, int preset, int threads) {
+void RunFrame(benchmark::State& state, Window& window, int preset, int bits, int threads) {
     const Effect::DeflickerSettings settings = SettingsOfPreset(preset);
     // A host for this benchmark alone: the memory that it keeps fits these pictures.
     PooledHost host(threads);
@@ -45,13 +45,14 @@ void RunFrame(benchmark::State& state, Window& window, int preset, int threads) 
     }
     const IP::Bounds bounds = window.Output().Bounds();
     const double pixels = static_cast<double>(IP::Width(bounds)) * IP::Height(bounds);
-    CountWork(state, {window.BytesMoved(settings.timeRadius), OperationsOfFrame(settings) * pixels}, threads);
+    const double operations = OperationsOfFrame(settings, bits) * pixels;
+    CountWork(state, {window.BytesMoved(settings.timeRadius), operations}, threads);
 }
 
 void RegisterPreset(const PresetName& preset, int bits, int threads) {
     RegisterTimed(NameOf("frame", preset.name, bits, threads), [=](benchmark::State& state) {
         const IP::Bounds bounds{0, 0, GetOptions().Width(), GetOptions().Height()};
-        RunFrame(state, WindowOf(bounds, bits, greatestTimeRadius), preset.menuValue, threads);
+        RunFrame(state, WindowOf(bounds, bits, greatestTimeRadius), preset.menuValue, bits, threads);
     });
 }
 
@@ -97,7 +98,7 @@ void RegisterFrameSizes() {
         }
         const std::string name = NameOf("size", size.name, 8, threads);
         RegisterTimed(name, [=](benchmark::State& state) {
-            RunFrame(state, WindowOf({0, 0, size.width, size.height}, 8, radius), Effect::presetDefault,
+            RunFrame(state, WindowOf({0, 0, size.width, size.height}, 8, radius), Effect::presetDefault, 8,
                      threads);
         });
         entries.push_back({size.name, name, static_cast<double>(size.width) * size.height});

@@ -181,7 +181,8 @@ const MachineBounds& MeasureMachine(int threads) {
 double LeastSeconds(const MachineBounds& machine, double bytesMoved, double operations) {
     const double bandwidth =
         std::max({machine.readBytesPerSecond, machine.copyBytesPerSecond, machine.writeBytesPerSecond});
-    return std::max(bytesMoved / bandwidth, operations / machine.multiplyAddsFlops);
+    const double operationsPerSecond = machine.multiplyAddsFlops / 2;
+    return std::max(bytesMoved / bandwidth, operations / operationsPerSecond);
 }
 
 }  // namespace TQ::Bench

@@ -15,7 +15,8 @@ struct MachineBounds {
 /// count return the first answer.
 const MachineBounds& MeasureMachine(int threads);
 
-/// The least seconds that an operation can take which reads and writes these bytes and does these operations.
+/// The least seconds for reading and writing these bytes and for these operations, counted as Operations.h
+/// says: each takes as long as a multiply-add.
 double LeastSeconds(const MachineBounds& machine, double bytesMoved, double operations);
 
 }  // namespace TQ::Bench

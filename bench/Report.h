@@ -12,7 +12,7 @@ namespace TQ::Bench {
 /// What one iteration moves and computes at least.
 struct Work {
     double bytes;       ///< inputs read once, outputs written once
-    double operations;  ///< additions and multiplications; 0 where they do not matter
+    double operations;  ///< as Operations.h counts them; 0 where they do not matter
 };
 
 /// Adds the work and the least time for it on this machine with `threads` threads; the report adds the share

@@ -83,25 +83,25 @@ Effect::DeflickerSettings SettingsOfPreset(int menuValue) {
     return Effect::DeriveSettings(values, 1.0F, 1.0F);
 }
 
-double OperationsOfFrame(const Effect::DeflickerSettings& settings) {
+double OperationsOfFrame(const Effect::DeflickerSettings& settings, int bits) {
     using namespace Operations;
     const int neighbours = 2 * settings.timeRadius;
-    double total = 0;
+    Count total{};
     if (settings.useMotion) {
-        total += neighbours * (flow + warp);
+        total = total + neighbours * (flow + warp);
     }
     if (!settings.useMask) {
-        total += neighbours * addToSum + addFrame;
+        total = total + neighbours * addToSum + addFrame;
     } else if (settings.detectKind == Effect::DetectKind::Fast) {
-        total += neighbours * gatedStep + 2 * addFrame;
+        total = total + neighbours * gatedStep + 2 * addFrame;
     } else {
-        total += neighbours * (divideByWeight + similarity + gateAndAdd) + 2 * addFrame;
+        total = total + neighbours * (divideByWeight + similarity + gateAndAdd) + 2 * addFrame;
     }
     if (settings.sensitivityPixels > 0.0F) {
-        total += 2 * blur;
+        total = total + 2 * blur;
     }
-    const double limit = settings.highPassThreshold < 1.0F ? limitCorrection : 0.0;
-    return total + exchangeLow + divideByWeight + limit;
+    const Count limit = settings.highPassThreshold < 1.0F ? limitCorrection : nothing;
+    return (total + exchangeLowOfSum + limit).For(bits);
 }
 
 }  // namespace TQ::Bench

@@ -37,7 +37,7 @@ Window& WindowOf(const IP::Bounds& bounds, int bits, int radius);
 /// A preset's settings at full scale.
 Effect::DeflickerSettings SettingsOfPreset(int menuValue);
 
-/// Operations for each pixel of a whole frame; see Operations.h.
-double OperationsOfFrame(const Effect::DeflickerSettings& settings);
+/// Operations for each pixel of a whole frame whose pictures have that many bits a channel; see Operations.h.
+double OperationsOfFrame(const Effect::DeflickerSettings& settings, int bits);
 
 }  // namespace TQ::Bench

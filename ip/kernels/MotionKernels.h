@@ -19,7 +19,7 @@ namespace {
 constexpr int motionReach = 2;  ///< rows and columns on each side
 constexpr int motionWindow = 2 * motionReach + 1;
 constexpr float motionMeanFactor = 0.04F;
-constexpr int motionStripWidth = 2048;  ///< whole rows of most pictures: narrower strips cost page look-ups
+constexpr int motionStripWidth = 2048;  ///< most pictures in one strip: each row of a strip is on other pages
 constexpr int prefetchRows = 2;
 
 /// One row of an image whose rows and columns repeat beyond its bounds.

@@ -74,7 +74,9 @@ TQ_INLINE I RoundToNearest(F value) {
     return Truncate(value < 0 ? value - 0.5F : value + 0.5F);
 }
 
-TQ_INLINE F FloatFromBits(I bits) {
+/// value * 2^n, where n stands in the lowest bits of `integers` and the result is a full float.
+TQ_INLINE F AddToExponent(F value, F integers) {
+    const std::uint32_t bits = Read<std::uint32_t>(&value) + (Read<std::uint32_t>(&integers) << 23);
     return Read<F>(&bits);
 }
 

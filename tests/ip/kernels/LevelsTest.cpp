@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <memory>
 
 #include "ip/kernels/KernelBench.h"
@@ -171,6 +172,20 @@ TEST_P(EveryKernel, GivesAPixelTheSameValueInEveryBand) {
     });
 }
 
+class KernelInStrips : public EveryKernel {};
+
+// Wide enough for a second strip of columns, which begins elsewhere in another band.
+TEST_P(KernelInStrips, GivesAPixelTheSameValueInEveryStrip) {
+    const KernelRow& row = GetParam();
+    ForEachInstance([&](IsaLevel level, KernelFormat format) {
+        const Scene scene(row, format, 2111, 6, 98, 0xFF);
+        const TestImage whole = RunLevel(level, row, format, scene, scene.bounds, 4);
+        Bounds band = scene.bounds;
+        band.x1 += 37;
+        EXPECT_TRUE(SameBytes(RunLevel(level, row, format, scene, band, 4), whole, band));
+    });
+}
+
 TEST_P(EveryKernel, LeavesAnEmptyBandAlone) {
     const KernelRow& row = GetParam();
     ForEachInstance([&](IsaLevel level, KernelFormat format) {
@@ -206,8 +221,20 @@ TEST_P(EveryKernel, GivesALargeImageTheSamePixels) {
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(Kernels, EveryKernel, testing::ValuesIn(kernelRows),
-                         [](const auto& row) { return std::string(row.param.name); });
+std::string NameOfRow(const testing::TestParamInfo<KernelRow>& row) {
+    return row.param.name;
+}
+
+std::vector<KernelRow> MotionRows() {
+    std::vector<KernelRow> rows;
+    std::copy_if(kernelRows.begin(), kernelRows.end(), std::back_inserter(rows), [](const KernelRow& row) {
+        return row.id == KernelId::DetectMotion || row.id == KernelId::TemporalMultAddDetectMotion;
+    });
+    return rows;
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, EveryKernel, testing::ValuesIn(kernelRows), NameOfRow);
+INSTANTIATE_TEST_SUITE_P(Kernels, KernelInStrips, testing::ValuesIn(MotionRows()), NameOfRow);
 
 }  // namespace
 }  // namespace TQ::IP::Test
