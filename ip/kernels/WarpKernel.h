@@ -9,6 +9,7 @@
 // rest goes pixel by pixel, with the same arithmetic. Included by the level files only; see Vector.h.
 
 #include "ip/kernels/PixelAccess.h"
+#include "ip/kernels/StreamStores.h"
 #include "ip/kernels/WarpBytes.h"
 #include "ip/kernels/WarpVector.h"
 
@@ -316,7 +317,11 @@ TQ_INLINE bool FindOffsets(const WarpSource& source, I left, I upper, std::int32
     const U column = reinterpret_cast<U>(left) - static_cast<std::uint32_t>(source.x1);
     const U row = reinterpret_cast<U>(upper) - static_cast<std::uint32_t>(source.y1);
     Write(offsets, row * static_cast<std::uint32_t>(source.rowBytes) + column * std::uint32_t{PixelBytes});
-    return AllBelow(column, source.columns) && AllBelow(row, source.rows);
+    if (!AllBelow(column, source.columns) || !AllBelow(row, source.rows)) {
+        return false;
+    }
+    Prefetch<lanes * PixelBytes>(source.lower + offsets[0] + 2 * std::int64_t{source.rowBytes});
+    return true;
 }
 
 TQ_INLINE bool WarpBytesInside(const WarpSource& source, WarpPositions at, unsigned char* target) {
@@ -360,15 +365,27 @@ TQ_INLINE bool WarpInside(const WarpSource& source, WarpPositions at, unsigned c
 #endif
 
 template <class Channel>
-TQ_INLINE void WarpRow(const WarpSource& source, unsigned char* target, int x, int end, int y) {
+TQ_INLINE void WarpRow(const WarpSource& source, unsigned char* target, int x, int end, int y, bool stream) {
+    constexpr int pixelBytes = 4 * static_cast<int>(sizeof(Channel));
 #if TQ_LANES > 1
-    constexpr int vectorBytes = 4 * lanes * static_cast<int>(sizeof(Channel));
-    const unsigned char* flow = PixelAt(source.flow, x, y, flowBytes);
+    constexpr int most = 256;  // pixels that go through a buffer on their way past the caches
+    alignas(64) unsigned char buffer[most * pixelBytes];
     const auto fy = static_cast<float>(y);
-    for (; source.isSmall && x + lanes <= end; x += lanes, target += vectorBytes, flow += lanes * flowBytes) {
-        if (!WarpInside<Channel>(source, ReadPositions(flow, static_cast<float>(x), fy), target)) {
-            WarpAnywhere<Channel>(source, target, x, y, lanes);
+    while (source.isSmall && x + lanes <= end) {
+        const int count = Smaller(most, (end - x) / lanes * lanes);
+        unsigned char* to = stream ? buffer : target;
+        const unsigned char* flow = PixelAt(source.flow, x, y, flowBytes);
+        for (int i = 0; i < count; i += lanes, to += lanes * pixelBytes, flow += lanes * flowBytes) {
+            Prefetch<lanes * flowBytes>(flow + source.flow.rowBytes);
+            if (!WarpInside<Channel>(source, ReadPositions(flow, static_cast<float>(x + i), fy), to)) {
+                WarpAnywhere<Channel>(source, to, x + i, y, lanes);
+            }
         }
+        if (stream) {
+            CopyOrStream(target, buffer, count * pixelBytes, true);
+        }
+        x += count;
+        target += count * pixelBytes;
     }
 #endif
     WarpAnywhere<Channel>(source, target, x, y, end - x);
@@ -380,10 +397,12 @@ bool RunWarp(const ImageView& output, const ImageView* inputs, const Bounds& ban
     using Channel = typename Storage::Channel;
     constexpr int pixelBytes = 4 * static_cast<int>(sizeof(Channel));
     const WarpSource source = MakeWarpSource(inputs[0], inputs[1]);
+    const bool stream = IsStreamed(output, pixelBytes);
     for (int y = band.y1; y < band.y2; ++y) {
-        WarpRow<Channel>(source, PixelAt(output, band.x1, y, pixelBytes), band.x1, band.x2, y);
+        WarpRow<Channel>(source, PixelAt(output, band.x1, y, pixelBytes), band.x1, band.x2, y, stream);
         ReportRow(progress, band, y);
     }
+    EndStream();
     return true;
 }
 
