@@ -33,6 +33,12 @@ TQ_INLINE Color MultiplyAdd(Color x, F factor, Color y) {
     return {MultiplyAdd(x.r, factor, y.r), MultiplyAdd(x.g, factor, y.g), MultiplyAdd(x.b, factor, y.b)};
 }
 
+/// x * factor - y
+TQ_INLINE Color MultiplySubtract(Color x, F factor, Color y) {
+    return {MultiplySubtract(x.r, factor, y.r), MultiplySubtract(x.g, factor, y.g),
+            MultiplySubtract(x.b, factor, y.b)};
+}
+
 /// The storage types: four channels of `lanes` pixels as normalised floats or as code values, the differences
 /// of two pictures (of either sign) as code values, and samples as code values.
 struct ByteStorage {
@@ -61,11 +67,9 @@ struct ByteStorage {
     }
 
     TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) {
-        I pixels = CodeFromUnit(c[0], white);
-        for (int i = 1; i < 4; ++i) {
-            pixels |= CodeFromUnit(c[i], white) << (8 * i);
-        }
-        Write(target, pixels);
+        const I codes[4] = {ByteFromUnit(c[0], white), ByteFromUnit(c[1], white), ByteFromUnit(c[2], white),
+                            ByteFromUnit(c[3], white)};
+        Write(target, PackBytes(codes));
     }
 
     static constexpr float rounding = 0.5F;  ///< added before a sample is stored

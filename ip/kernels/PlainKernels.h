@@ -42,6 +42,8 @@ bool RunCopyAlpha(const ImageView& output, const ImageView* inputs, const Bounds
         const bool stream = isLarge && IsAligned(target);
         int done = 0;
         for (; done + 16 <= bytes; done += 16) {
+            Prefetch<16>(color + done + inputs[0].rowBytes);
+            Prefetch<16>(alpha + done + inputs[1].rowBytes);
             StoreOrStream(target + done,
                           Select(Read<__m128i>(color + done), Read<__m128i>(alpha + done), mask), stream);
         }
@@ -90,6 +92,7 @@ bool RunTemporalBlend(const ImageView& output, const ImageView* inputs, const Bo
         const unsigned char* sums = PixelAt(inputs[1], band.x1, y, Sum::pixelBytes);
         const unsigned char* mask = PixelAt(inputs[2], band.x1, y, Frame::pixelBytes);
         for (int x = band.x1; x < band.x2; ++x) {
+            Prefetch<Sum::pixelBytes>(sums + inputs[1].rowBytes);
             const auto sum = Read<__m128>(sums);
             const __m128 share =
                 _mm_set1_ps(static_cast<float>(Read<Channel>(mask + alpha * sizeof(Channel))) * weight);

@@ -115,7 +115,7 @@ struct AddHighPass {
         if constexpr (Normalise) {
             scale = InverseWeight(target.a);
         }
-        const Color d = target.rgb * scale - low.rgb;
+        const Color d = MultiplySubtract(target.rgb, scale, low.rgb);
         F e = Splat(1);
         if constexpr (Threshold) {
             const F squaredLength = MultiplyAdd(d.r, d.r, MultiplyAdd(d.g, d.g, d.b * d.b));

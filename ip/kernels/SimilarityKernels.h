@@ -12,17 +12,24 @@ TQ_INLINE Color operator*(Color x, Color y) {
     return {x.r * y.r, x.g * y.g, x.b * y.b};
 }
 
+/// A picture as code values.
+template <class Frame>
+struct CodesOf : Frame {
+    TQ_INLINE static Pixel Load(const unsigned char* source) { return Frame::LoadCodes(source); }
+};
+
 /// The product of two pictures, channel by channel.
 template <class Frame>
 struct GuidedCorrelation2 {
     using Output = Frame;
-    using In0 = Frame;
-    using In1 = Frame;
+    using In0 = CodesOf<Frame>;
+    using In1 = CodesOf<Frame>;
     using In2 = NoInput;
     using Parameters = NoParameters;
 
     TQ_INLINE static Pixel At(const Parameters&, Pixel x, Pixel y, Pixel) {
-        return {x.rgb * y.rgb, x.a * y.a};
+        const F unit = Splat(Frame::unit * Frame::unit);
+        return {x.rgb * y.rgb * unit, x.a * y.a * unit};
     }
 };
 

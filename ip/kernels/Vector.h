@@ -85,6 +85,12 @@ TQ_INLINE I CodeFromUnit(F value, float white) {
     return RoundToNearest(Min(Max(value * white, Splat(0)), Splat(white)));
 }
 
+/// The same for PackBytes, which limits from below: what is not a number goes through the minimum and becomes
+/// the lowest integer.
+TQ_INLINE I ByteFromUnit(F value, float white) {
+    return RoundToNearest(Min(Splat(white), value * white));
+}
+
 TQ_INLINE F UnitFromCode(I code, float white) {
     return ToFloat(code) * (1.0F / white);
 }

@@ -104,6 +104,15 @@ TQ_INLINE void StorePairs(unsigned char* target, I first, I second) {
     WriteHalves(target + 16, target + 48, _mm256_unpackhi_ps(a, b));
 }
 
+/// Four channels of eight pixels, each at most 255 and limited from below to 0, as bytes of their pixels.
+TQ_INLINE I PackBytes(const I (&c)[4]) {
+    const __m256i low = _mm256_packs_epi32(reinterpret_cast<__m256i>(c[0]), reinterpret_cast<__m256i>(c[1]));
+    const __m256i high = _mm256_packs_epi32(reinterpret_cast<__m256i>(c[2]), reinterpret_cast<__m256i>(c[3]));
+    const __m128i order = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    return reinterpret_cast<I>(
+        _mm256_shuffle_epi8(_mm256_packus_epi16(low, high), _mm256_broadcastsi128_si256(order)));
+}
+
 /// Eight neighbouring unsigned samples; stores take values that fit.
 TQ_INLINE I LoadBytes(const unsigned char* source) {
     return reinterpret_cast<I>(_mm256_cvtepu8_epi32(_mm_cvtsi64_si128(Read<std::int64_t>(source))));

@@ -174,6 +174,15 @@ TQ_INLINE void StorePairs(unsigned char* target, I first, I second) {
     Write<F>(target + 64, ZipHigh<4>(a, b));
 }
 
+/// Four channels of sixteen pixels, each at most 255 and limited from below to 0, as bytes of their pixels.
+TQ_INLINE I PackBytes(const I (&c)[4]) {
+    const __m512i low = _mm512_packs_epi32(reinterpret_cast<__m512i>(c[0]), reinterpret_cast<__m512i>(c[1]));
+    const __m512i high = _mm512_packs_epi32(reinterpret_cast<__m512i>(c[2]), reinterpret_cast<__m512i>(c[3]));
+    const __m128i order = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    return reinterpret_cast<I>(
+        _mm512_shuffle_epi8(_mm512_packus_epi16(low, high), _mm512_broadcast_i32x4(order)));
+}
+
 /// Sixteen neighbouring unsigned samples; stores take values that fit.
 TQ_INLINE I LoadBytes(const unsigned char* source) {
     return reinterpret_cast<I>(_mm512_cvtepu8_epi32(Read<__m128i>(source)));

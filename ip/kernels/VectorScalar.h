@@ -85,6 +85,15 @@ TQ_INLINE I CodeFromUnit(F value, float white) {
     return Truncate(Min(Max(value, 0.0F), 1.0F) * white);
 }
 
+TQ_INLINE I PackBytes(const I (&c)[4]) {
+    return c[0] | (c[1] << 8) | (c[2] << 16) | (c[3] << 24);
+}
+
+/// The same for PackBytes.
+TQ_INLINE I ByteFromUnit(F value, float white) {
+    return CodeFromUnit(value, white);
+}
+
 /// The division, not a product with the reciprocal, so that every code value survives load and truncating
 /// store.
 TQ_INLINE F UnitFromCode(I code, float white) {

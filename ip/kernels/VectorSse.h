@@ -93,6 +93,15 @@ TQ_INLINE void StorePairs(unsigned char* target, I first, I second) {
     Write(target + 16, _mm_unpackhi_epi32(a, b));
 }
 
+/// Four channels of four pixels, each at most 255 and limited from below to 0, as bytes of their pixels.
+TQ_INLINE I PackBytes(const I (&c)[4]) {
+    const __m128i even = _mm_packs_epi32(reinterpret_cast<__m128i>(c[0]), reinterpret_cast<__m128i>(c[2]));
+    const __m128i odd = _mm_packs_epi32(reinterpret_cast<__m128i>(c[1]), reinterpret_cast<__m128i>(c[3]));
+    const __m128i planes = _mm_packus_epi16(even, odd);
+    const __m128i pairs = _mm_unpacklo_epi8(planes, _mm_srli_si128(planes, 8));
+    return reinterpret_cast<I>(_mm_unpacklo_epi16(pairs, _mm_srli_si128(pairs, 8)));
+}
+
 /// Four neighbouring unsigned samples; stores take values that fit.
 TQ_INLINE I LoadBytes(const unsigned char* source) {
     const __m128i zero = _mm_setzero_si128();
