@@ -365,9 +365,10 @@ TQ_INLINE bool WarpInside(const WarpSource& source, WarpPositions at, unsigned c
 #endif
 
 template <class Channel>
-TQ_INLINE void WarpRow(const WarpSource& source, unsigned char* target, int x, int end, int y, bool stream) {
-    constexpr int pixelBytes = 4 * static_cast<int>(sizeof(Channel));
+TQ_INLINE void WarpRow(const WarpSource& source, unsigned char* target, int x, int end, int y,
+                       [[maybe_unused]] bool stream) {
 #if TQ_LANES > 1
+    constexpr int pixelBytes = 4 * static_cast<int>(sizeof(Channel));
     constexpr int most = 256;  // pixels that go through a buffer on their way past the caches
     alignas(64) unsigned char buffer[most * pixelBytes];
     const auto fy = static_cast<float>(y);
