@@ -25,8 +25,8 @@ struct Alone : Base {
 /// Graphs over frames that drift, with something that moves.
 class Fusion : public EveryFormat {
   protected:
-    FilterHandle Frame(int time) {
-        return bench.Leaf(area, [=](int x, int y, int channel) {
+    FilterHandle Frame(int time, const Bounds& bounds = area) {
+        return bench.Leaf(bounds, [=](int x, int y, int channel) {
             const bool moving = std::abs(x - 60 - 12 * time) < 20 && std::abs(y - 30) < 15;
             const double still = 0.3 + 0.3 * std::sin(0.05 * x + channel) + 0.02 * time;
             return channel == 3 ? 1.0 - 0.5 * Noise(x, y, 3)
@@ -57,11 +57,22 @@ class Fusion : public EveryFormat {
         return sum;
     }
 
-    FilterHandle Joined(bool fuses) {
+    /// Frames -past to future; each covers `margin` pixels more than the next one that is nearer to frame 0.
+    FilterHandle Joined(bool fuses, int past, int future, int margin) {
+        const auto frames = [&](int farthest, int step) {
+            std::vector<FilterHandle> half;
+            for (int time = farthest; time != 0; time += step) {
+                const int more = margin * std::abs(time);
+                half.push_back(Frame(time, Grow(area, {-more, -more, more, more})));
+            }
+            return half;
+        };
         const FilterHandle source = Frame(0);
-        const FilterHandle past = Gated(fuses, {Frame(-3), Frame(-2), Frame(-1)});
-        const FilterHandle future = Gated(fuses, {Frame(2), Frame(1), source});
-        return Make<IP::TemporalAddFilter>(fuses, future, past, MaskOf(fuses, source, past), 1.0F, false);
+        const FilterHandle pastSum = Gated(fuses, frames(-past, 1));
+        std::vector<FilterHandle> futureHalf = frames(future, -1);
+        futureHalf.push_back(source);
+        return Make<IP::TemporalAddFilter>(fuses, Gated(fuses, futureHalf), pastSum,
+                                           MaskOf(fuses, source, pastSum), 1.0F, false);
     }
 
     FilterHandle Added(bool fuses) {
@@ -84,8 +95,18 @@ class Fusion : public EveryFormat {
 };
 
 TEST_P(Fusion, GatedHalvesAreWhatTheirStepsAre) {
-    const LayerHandle expected = bench.Render(Joined(false), window, 32);
-    EXPECT_EQ(bench.Error(bench.Render(Joined(true), window, 32), expected), 0);
+    struct Case {
+        int past, future, margin;
+    };
+    for (const Case& c : {Case{3, 2, 0}, Case{5, 1, 1}, Case{1, 4, 3}}) {
+        for (const Bounds& region : {window, Grow(window, {60, 20, -31, -7})}) {
+            const auto render = [&](bool fuses) {
+                return bench.Render(Joined(fuses, c.past, c.future, c.margin), region, 32);
+            };
+            EXPECT_EQ(bench.Error(render(true), render(false)), 0)
+                << c.past << " before, " << c.future << " after";
+        }
+    }
 }
 
 TEST_P(Fusion, AChainIsCutWhereFramesWouldTakeTooMuchMemory) {
