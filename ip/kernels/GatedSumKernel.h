@@ -292,31 +292,33 @@ class StepOverTile {
         for (int r = 0; r < motionReach; ++r) {
             Prefetch<gatedBlock * Frame::pixelBytes>(frame.Row(r) + ahead);
         }
-        for (int v = 0; v < gatedBlock; v += lanes) {
-            F above[historyRows];
-            for (int r = 0; r < historyRows; ++r) {
-                above[r] = Read<F>(kept.similarities[r] + v);
-            }
-            for (int r = rows.first; r < batchRows; ++r) {
-                F s = above[historyRows - 1];  // below the last row that exists
+        alignas(64) float similarities[historyRows + batchRows][gatedBlock];
+        __builtin_memcpy(similarities, kept.similarities, sizeof(kept.similarities));
+        for (int r = rows.first; r < batchRows; ++r) {
+            const unsigned char* pixels = frame.Row(motionReach + r);
+            const SumCell& sum = sums[_place[motionReach + r]];
+            for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
+                F s;
                 if (r < rows.end) {
-                    const unsigned char* pixels = frame.Row(motionReach + r) + v * Frame::pixelBytes;
                     Prefetch<Frame::vectorBytes>(pixels + ahead);
-                    s = rule.Similarity(pixels, sums[_place[motionReach + r]].Load(v));
+                    s = rule.Similarity(pixels, sum.Load(v));
+                } else {  // below the last row that exists
+                    s = Read<F>(similarities[historyRows + r - 1] + v);
                 }
+                Write(similarities[historyRows + r] + v, s);
                 if (r == _topRow) {
-                    above[0] = above[1] = above[2] = above[3] = s;
+                    for (int above = 0; above < historyRows; ++above) {
+                        Write(similarities[r + above] + v, s);
+                    }
                 }
-                Write(columnSums + r * rowFloats + v, above[0] + above[1] + above[2] + above[3] + s);
-                above[0] = above[1];
-                above[1] = above[2];
-                above[2] = above[3];
-                above[3] = s;
-            }
-            for (int r = 0; r < historyRows; ++r) {
-                Write(kept.similarities[r] + v, above[r]);
+                F total = Read<F>(similarities[r] + v);
+                for (int n = 1; n < historyRows; ++n) {
+                    total += Read<F>(similarities[r + n] + v);
+                }
+                Write(columnSums + r * rowFloats + v, total + s);
             }
         }
+        __builtin_memcpy(kept.similarities, similarities[batchRows], sizeof(kept.similarities));
     }
 
     /// The block before block i of the tile, in its place.
