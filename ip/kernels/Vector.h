@@ -77,7 +77,8 @@ TQ_INLINE I ByteOf(I value, int i) {
 
 /// value * 2^n, where n stands in the lowest bits of `integers` and the result is a full float.
 TQ_INLINE F AddToExponent(F value, F integers) {
-    return reinterpret_cast<F>(reinterpret_cast<I>(value) + (reinterpret_cast<I>(integers) << 23));
+    using Bits = std::uint32_t __attribute__((vector_size(sizeof(F))));
+    return reinterpret_cast<F>(reinterpret_cast<Bits>(value) + (reinterpret_cast<Bits>(integers) << 23));
 }
 
 /// Stores round to nearest. A value that is not a number becomes 0.
