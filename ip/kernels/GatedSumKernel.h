@@ -193,6 +193,73 @@ struct GateAndJoin {
     }
 };
 
+/// The last similarities of a block's columns, of which each row of a batch makes sums of five. In memory, as
+/// most levels have too few registers for them.
+template <bool InRegisters>
+class History {
+  public:
+    explicit History(const float (&kept)[historyRows][gatedBlock]) {
+        __builtin_memcpy(_rows, kept, sizeof(kept));
+    }
+    /// That of the row before row r.
+    TQ_INLINE F Last(int r, int i) const { return Read<F>(_rows[historyRows + r - 1] + i); }
+    /// Gives all rows before row r the similarity of row r.
+    TQ_INLINE void RepeatUpwards(int r, int i, F s) {
+        for (int n = 0; n < historyRows; ++n) {
+            Write(_rows[r + n] + i, s);
+        }
+    }
+    /// Adds that of row r; returns the sum of the five rows that end with it.
+    TQ_INLINE F Add(int r, int i, F s) {
+        Write(_rows[historyRows + r] + i, s);
+        F sum = Read<F>(_rows[r] + i);
+        for (int n = 1; n < historyRows; ++n) {
+            sum += Read<F>(_rows[r + n] + i);
+        }
+        return sum + s;
+    }
+    void Keep(float (&kept)[historyRows][gatedBlock]) const {
+        __builtin_memcpy(kept, _rows[batchRows], sizeof(kept));
+    }
+
+  private:
+    alignas(64) float _rows[historyRows + batchRows][gatedBlock];
+};
+
+/// The same where a block is one vector.
+template <>
+class History<true> {
+  public:
+    TQ_INLINE explicit History(const float (&kept)[historyRows][gatedBlock]) {
+        for (int n = 0; n < historyRows; ++n) {
+            _rows[n] = Read<F>(kept[n]);
+        }
+    }
+    TQ_INLINE F Last(int /*r*/, int /*i*/) const { return _rows[historyRows - 1]; }
+    TQ_INLINE void RepeatUpwards(int /*r*/, int /*i*/, F s) {
+        for (F& row : _rows) {
+            row = s;
+        }
+    }
+    TQ_INLINE F Add(int /*r*/, int /*i*/, F s) {
+        F sum = _rows[0];
+        for (int n = 1; n < historyRows; ++n) {
+            sum += _rows[n];
+            _rows[n - 1] = _rows[n];
+        }
+        _rows[historyRows - 1] = s;
+        return sum + s;
+    }
+    TQ_INLINE void Keep(float (&kept)[historyRows][gatedBlock]) const {
+        for (int n = 0; n < historyRows; ++n) {
+            Write(kept[n], _rows[n]);
+        }
+    }
+
+  private:
+    F _rows[historyRows];
+};
+
 /// A tile's way through one step.
 template <class Frame, class Rule>
 class StepOverTile {
@@ -292,33 +359,23 @@ class StepOverTile {
         for (int r = 0; r < motionReach; ++r) {
             Prefetch<gatedBlock * Frame::pixelBytes>(frame.Row(r) + ahead);
         }
-        alignas(64) float similarities[historyRows + batchRows][gatedBlock];
-        __builtin_memcpy(similarities, kept.similarities, sizeof(kept.similarities));
+        History<lanes == gatedBlock> history(kept.similarities);
         for (int r = rows.first; r < batchRows; ++r) {
             const unsigned char* pixels = frame.Row(motionReach + r);
             const SumCell& sum = sums[_place[motionReach + r]];
             for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
-                F s;
+                F s = history.Last(r, v);  // below the last row that exists
                 if (r < rows.end) {
                     Prefetch<Frame::vectorBytes>(pixels + ahead);
                     s = rule.Similarity(pixels, sum.Load(v));
-                } else {  // below the last row that exists
-                    s = Read<F>(similarities[historyRows + r - 1] + v);
                 }
-                Write(similarities[historyRows + r] + v, s);
                 if (r == _topRow) {
-                    for (int above = 0; above < historyRows; ++above) {
-                        Write(similarities[r + above] + v, s);
-                    }
+                    history.RepeatUpwards(r, v, s);
                 }
-                F total = Read<F>(similarities[r] + v);
-                for (int n = 1; n < historyRows; ++n) {
-                    total += Read<F>(similarities[r + n] + v);
-                }
-                Write(columnSums + r * rowFloats + v, total + s);
+                Write(columnSums + r * rowFloats + v, history.Add(r, v, s));
             }
         }
-        __builtin_memcpy(kept.similarities, similarities[batchRows], sizeof(kept.similarities));
+        history.Keep(kept.similarities);
     }
 
     /// The block before block i of the tile, in its place.
