@@ -225,16 +225,18 @@ std::string NameOfRow(const testing::TestParamInfo<KernelRow>& row) {
     return row.param.name;
 }
 
-std::vector<KernelRow> MotionRows() {
+/// The kernels that cut wide bands into strips.
+std::vector<KernelRow> RowsInStrips() {
     std::vector<KernelRow> rows;
     std::copy_if(kernelRows.begin(), kernelRows.end(), std::back_inserter(rows), [](const KernelRow& row) {
-        return row.id == KernelId::DetectMotion || row.id == KernelId::TemporalMultAddDetectMotion;
+        return row.id == KernelId::DetectMotion || row.id == KernelId::TemporalMultAddDetectMotion ||
+               row.id == KernelId::GatedSum;
     });
     return rows;
 }
 
 INSTANTIATE_TEST_SUITE_P(Kernels, EveryKernel, testing::ValuesIn(kernelRows), NameOfRow);
-INSTANTIATE_TEST_SUITE_P(Kernels, KernelInStrips, testing::ValuesIn(MotionRows()), NameOfRow);
+INSTANTIATE_TEST_SUITE_P(Kernels, KernelInStrips, testing::ValuesIn(RowsInStrips()), NameOfRow);
 
 }  // namespace
 }  // namespace TQ::IP::Test

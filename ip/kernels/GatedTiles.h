@@ -1,0 +1,226 @@
+#pragma once
+
+// What GatedSum's walk works on: tiles of sums, what its steps keep between batches and tiles, and the pixels
+// of their frames. Included by the level files only; see Vector.h.
+
+#include "ip/kernels/MotionKernels.h"
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+constexpr int batchRows = gatedBatchRows;
+constexpr int tileBlocks = gatedTileBlocks;
+constexpr int aheadBlocks = gatedTileBlocks;  ///< from a block to the one whose pixels are fetched ahead
+constexpr int historyRows = motionWindow - 1;
+constexpr int arrivingRows = motionReach + batchRows;
+constexpr int arrivingBlocks = 1 + tileBlocks;
+static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
+static_assert(batchRows >= historyRows && tileBlocks >= 2);
+
+/// The sums of a block's pixels in one row, one plane per channel.
+struct alignas(64) SumCell {
+    float plane[4][gatedBlock];
+
+    TQ_INLINE Pixel Load(int i) const {
+        return {{Read<F>(plane[0] + i), Read<F>(plane[1] + i), Read<F>(plane[2] + i)}, Read<F>(plane[3] + i)};
+    }
+    TQ_INLINE void Store(int i, const Pixel& pixel) {
+        Write(plane[0] + i, pixel.rgb.r);
+        Write(plane[1] + i, pixel.rgb.g);
+        Write(plane[2] + i, pixel.rgb.b);
+        Write(plane[3] + i, pixel.a);
+    }
+};
+
+/// The sums that a step works on: those that arrive, with two rows above them and a block to their left that
+/// arrived before. A step leaves its own sums in the places from the first row and block on; the last two
+/// rows and the last block, which it has not come to yet, it keeps elsewhere, and their places become the
+/// first ones of the next step.
+class SumTile {
+  public:
+    void Start() { _firstRow = _firstBlock = 0; }
+    /// Moves on to the next step: row r becomes row r + motionReach, block i block i + 1.
+    void Shift() {
+        _firstRow = (_firstRow + arrivingRows - motionReach) % arrivingRows;
+        _firstBlock = (_firstBlock + arrivingBlocks - 1) % arrivingBlocks;
+    }
+    TQ_INLINE SumCell* Block(int i) { return _cells[(i + _firstBlock) % arrivingBlocks]; }
+    /// The place of row r in each block.
+    TQ_INLINE int Place(int r) const { return (r + _firstRow) % arrivingRows; }
+
+  private:
+    SumCell _cells[arrivingBlocks][arrivingRows];
+    int _firstRow, _firstBlock;
+};
+
+/// The sums of the five similarities above each other, of a tile and the two blocks before it.
+using ColumnSums = float[batchRows][(2 + tileBlocks) * gatedBlock];
+
+/// What a step keeps of a block from batch to batch.
+struct KeptBlock {
+    SumCell sums[motionReach];
+    float similarities[historyRows][gatedBlock];
+};
+
+/// What a step keeps from tile to tile.
+struct KeptColumns {
+    SumCell sums[arrivingRows];
+    float columnSums[batchRows][2 * gatedBlock];
+};
+
+/// What the steps work on in turn.
+struct GatedWork {
+    SumTile past, future;
+    alignas(64) ColumnSums columnSums;
+};
+
+static_assert(sizeof(GatedWork) == gatedWorkFloats * sizeof(float));
+static_assert(gatedMostBlocks * sizeof(KeptBlock) + sizeof(KeptColumns) == gatedStepFloats * sizeof(float));
+// The columns of a band, what all steps reach beyond it on both sides, and parts of blocks at both ends.
+static_assert(gatedMostColumns + 2 * motionReach * (gatedMostFrames / 2 + 1) + 2 * gatedBlock <=
+              gatedMostBlocks * gatedBlock);
+
+/// One step of a chain and what it keeps.
+struct GatedStep {
+    const ImageView* input;  ///< a frame, or the sum that a chain starts from
+    float weight;
+    int lag;          ///< by how many blocks and pairs of rows its sums lie behind those of a step without
+    Bounds arriving;  ///< the pixels that exist of the sum before it
+    Bounds domain;    ///< the pixels that are wanted of it
+    KeptBlock* blocks;
+    KeptColumns* columns;
+    const unsigned char* rows[arrivingRows];  ///< of the input, from motionReach rows above the batch on
+
+    /// `y` is the first row of the batch that arrives. Rows beyond the input repeat.
+    void StartBatch(int y) {
+        for (int r = 0; r < arrivingRows; ++r) {
+            rows[r] = RowAt(*input, Clamp(y - motionReach + r, input->bounds.y1, input->bounds.y2 - 1));
+        }
+    }
+
+    /// From a block's pixels to those to be fetched ahead; beyond the last block those of the next batch.
+    template <class Format>
+    std::int64_t Ahead(int block, int firstBlock, int lastBlock) const {
+        const bool wraps = block + aheadBlocks > lastBlock;
+        const std::int64_t distance = wraps ? aheadBlocks - (lastBlock + 1 - firstBlock) : aheadBlocks;
+        return distance * gatedBlock * Format::pixelBytes + (wraps ? batchRows * input->rowBytes : 0);
+    }
+};
+
+/// Where the rows of a block's pixels are.
+struct BlockPixels {
+    const unsigned char* const* rows;
+    std::int64_t offset;
+    TQ_INLINE const unsigned char* Row(int r) const { return rows[r] + offset; }
+};
+
+/// The pixels of a step's input in a batch. Columns beyond the picture repeat.
+template <class Format>
+class BatchPixels {
+  public:
+    explicit BatchPixels(const GatedStep& step) : _rows(step.rows), _bounds(step.input->bounds) {}
+
+    /// Those of the block at x. They stay until the next call.
+    TQ_INLINE BlockPixels Block(int x) {
+        if (x >= _bounds.x1 && x + gatedBlock <= _bounds.x2) {
+            return {_rows, (static_cast<std::int64_t>(x) - _bounds.x1) * Format::pixelBytes};
+        }
+        return Stage(x);
+    }
+
+  private:
+    [[gnu::noinline]] BlockPixels Stage(int x) {
+        for (int r = 0; r < arrivingRows; ++r) {
+            for (int i = 0; i < gatedBlock; ++i) {
+                const std::int64_t column = Clamp(x + i, _bounds.x1, _bounds.x2 - 1) - _bounds.x1;
+                __builtin_memcpy(_staged[r] + i * Format::pixelBytes, _rows[r] + column * Format::pixelBytes,
+                                 Format::pixelBytes);
+            }
+            _stagedRows[r] = _staged[r];
+        }
+        return {_stagedRows, 0};
+    }
+
+    const unsigned char* const* _rows;
+    const Bounds _bounds;
+    const unsigned char* _stagedRows[arrivingRows];
+    unsigned char _staged[arrivingRows][gatedBlock * Format::pixelBytes];
+};
+
+/// Rows y1 to y2 as far as they fall into the batch at y, counted from there.
+struct RowRange {
+    int first, end;
+    RowRange(int y1, int y2, int y)
+        : first(y1 > y ? y1 - y : 0), end(Smaller(y2 > y ? y2 - y : 0, batchRows)) {}
+    bool IsEmpty() const { return first >= end; }
+};
+
+/// The last similarities of a block's columns, of which each row of a batch makes sums of five. In memory, as
+/// most levels have too few registers for them.
+template <bool InRegisters>
+class History {
+  public:
+    explicit History(const float (&kept)[historyRows][gatedBlock]) {
+        __builtin_memcpy(_rows, kept, sizeof(kept));
+    }
+    /// That of the row before row r.
+    TQ_INLINE F Last(int r, int i) const { return Read<F>(_rows[historyRows + r - 1] + i); }
+    /// Gives all rows before row r the similarity of row r.
+    TQ_INLINE void RepeatUpwards(int r, int i, F s) {
+        for (int n = 0; n < historyRows; ++n) {
+            Write(_rows[r + n] + i, s);
+        }
+    }
+    /// Adds that of row r; returns the sum of the five rows that end with it.
+    TQ_INLINE F Add(int r, int i, F s) {
+        Write(_rows[historyRows + r] + i, s);
+        F sum = Read<F>(_rows[r] + i);
+        for (int n = 1; n < historyRows; ++n) {
+            sum += Read<F>(_rows[r + n] + i);
+        }
+        return sum + s;
+    }
+    void Keep(float (&kept)[historyRows][gatedBlock]) const {
+        __builtin_memcpy(kept, _rows[batchRows], sizeof(kept));
+    }
+
+  private:
+    alignas(64) float _rows[historyRows + batchRows][gatedBlock];
+};
+
+/// The same where a block is one vector.
+template <>
+class History<true> {
+  public:
+    TQ_INLINE explicit History(const float (&kept)[historyRows][gatedBlock]) {
+        for (int n = 0; n < historyRows; ++n) {
+            _rows[n] = Read<F>(kept[n]);
+        }
+    }
+    TQ_INLINE F Last(int /*r*/, int /*i*/) const { return _rows[historyRows - 1]; }
+    TQ_INLINE void RepeatUpwards(int /*r*/, int /*i*/, F s) {
+        for (F& row : _rows) {
+            row = s;
+        }
+    }
+    TQ_INLINE F Add(int /*r*/, int /*i*/, F s) {
+        F sum = _rows[0];
+        for (int n = 1; n < historyRows; ++n) {
+            sum += _rows[n];
+            _rows[n - 1] = _rows[n];
+        }
+        _rows[historyRows - 1] = s;
+        return sum + s;
+    }
+    TQ_INLINE void Keep(float (&kept)[historyRows][gatedBlock]) const {
+        for (int n = 0; n < historyRows; ++n) {
+            Write(kept[n], _rows[n]);
+        }
+    }
+
+  private:
+    F _rows[historyRows];
+};
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL
