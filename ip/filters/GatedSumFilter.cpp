@@ -63,7 +63,7 @@ Half CollectBackwards(const Handle& last, float limit, Budget& budget) {
     // `mostBefore` leaves a place for the sum that the half may have to start from.
     constexpr std::size_t mostInputs = gatedMostFrames / 2;
     const auto take = [&](const Handle& frame, float weight, std::size_t mostBefore) {
-        if (half.inputs.size() > mostBefore || !budget.Take(*frame)) {
+        if (half.inputs.size() > mostBefore || weight < gatedLeastWeight || !budget.Take(*frame)) {
             return false;
         }
         half.inputs.push_back(frame);
@@ -136,12 +136,13 @@ std::optional<Joint> JointOf(const TemporalAddFilter& join) {
     return Joint{join.inputs[0], past, frame, mask->Limit()};
 }
 
-/// Bands of about one size, at least two for each thread where the picture is large enough.
+/// Bands of about one size, one for each thread where the picture is large enough: every cut costs the rows
+/// that both its sides compute.
 struct GatedBands {
     GatedBands(const Bounds& bounds, int threads)
         : whole(bounds), columns((Width(bounds) + gatedMostColumns - 1) / gatedMostColumns) {
-        const int wanted = threads == 1 ? 1 : (2 * threads + columns - 1) / columns;
-        rows = std::clamp(wanted, 1, std::max(Height(bounds) / leastRowsOfBand, 1));
+        rows =
+            std::clamp((threads + columns - 1) / columns, 1, std::max(Height(bounds) / leastRowsOfBand, 1));
     }
 
     Bounds At(int index) const {

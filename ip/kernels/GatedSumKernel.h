@@ -15,34 +15,51 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-/// A frame's step: what the mask leaves of the sum, plus the frame.
+/// A frame's step: what the mask leaves of the sum, plus the frame. The mean is compared in code values, and
+/// the similarity is the product of limit - min(|difference|, limit) over the colours, which leaves its
+/// division by the limit's cube to the mask.
 template <class Frame>
 struct GateAndAdd {
-    DetectMotionParameters p;
+    GateConstants gate;
 
     TQ_INLINE F Similarity(const unsigned char* frame, const Pixel& sum) const {
-        return SimilarityToMean<Frame>(p, frame, sum);
+        const Color d = MultiplySubtract(sum.rgb, Reciprocal(Max(sum.a, Splat(gate.leastWeight))),
+                                         Frame::LoadCodes(frame).rgb);
+        const F limit = Splat(gate.limit);
+        return (limit - MinOfAbs(d.r, limit)) * (limit - MinOfAbs(d.g, limit)) *
+               (limit - MinOfAbs(d.b, limit));
     }
-    TQ_INLINE Pixel At(const unsigned char* frame, const Pixel& sum, F mask, const Pixel& /*future*/) const {
-        return AddGated<Frame>(p.weight, frame, sum, mask);
+    template <bool Opaque>
+    TQ_INLINE Pixel At(const unsigned char* frame, const Pixel& sum, F window,
+                       const Pixel& /*future*/) const {
+        const F mask = window * gate.maskFactor;
+        const Pixel codes = Frame::LoadCodes(frame);
+        if constexpr (Opaque) {
+            return {MultiplyAdd(sum.rgb, mask, codes.rgb), MultiplyAdd(sum.a, mask, Splat(1))};
+        }
+        const F alpha = codes.a * Frame::unit;
+        return {MultiplyAdd(sum.rgb, mask, codes.rgb * alpha), MultiplyAdd(sum.a, mask, alpha)};
     }
 };
 
 /// The join of two halves: compares a frame with the mean of the past half as a picture in the frame's
-/// format, with a mask in that format.
+/// format, with a mask in that format. What leaves is the sum itself.
 template <class Frame>
 struct GateAndJoin {
-    DetectMotionParameters p;
+    float inverseLimit, pastWeight, futureWeight;
 
     TQ_INLINE F Similarity(const unsigned char* frame, const Pixel& past) const {
-        const Color mean = past.rgb * InverseWeight(past.a);
+        const Color mean = past.rgb * (InverseWeight(past.a) * Frame::unit);
         const Color stored{Frame::CodeAsStored(mean.r), Frame::CodeAsStored(mean.g),
                            Frame::CodeAsStored(mean.b)};
-        return SimilarityOfColors<Frame>(Frame::LoadCodes(frame).rgb - stored, p.inverseLimit);
+        return SimilarityOfColors<Frame>(Frame::LoadCodes(frame).rgb - stored, inverseLimit);
     }
-    TQ_INLINE Pixel At(const unsigned char* /*frame*/, const Pixel& past, F mask, const Pixel& future) const {
-        const F m = Frame::AsStored(mask);
-        return TemporalAddMask<Frame>::At({1.0F}, future, past, Pixel{{m, m, m}, m});
+    template <bool Opaque>
+    TQ_INLINE Pixel At(const unsigned char* /*frame*/, const Pixel& past, F window,
+                       const Pixel& future) const {
+        const F mask = Frame::AsStored(window * motionMeanFactor) * pastWeight;
+        return {MultiplyAdd(past.rgb, mask * Frame::unit, future.rgb * Splat(futureWeight * Frame::unit)),
+                MultiplyAdd(past.a, mask, future.a * futureWeight)};
     }
 };
 
@@ -52,10 +69,10 @@ class StepOverTile {
   public:
     /// `block` and `y` are the first block and row of the sums that arrive in `tile`, `gridX` the x of
     /// block 0.
-    StepOverTile(const GatedStep& step, float inverseLimit, int gridX, int block, int y, GatedWork& work,
+    StepOverTile(const GatedStep& step, const Rule& rule, int gridX, int block, int y, GatedWork& work,
                  SumTile& tile)
         : _step(step),
-          _rule{{inverseLimit, step.weight}},
+          _rule(rule),
           _gridX(gridX),
           _block(block),
           _topRow(step.arriving.y1 - y),
@@ -82,22 +99,30 @@ class StepOverTile {
         for (int r = 0; r < batchRows; ++r) {
             __builtin_memcpy(_work.columnSums[r], kept.columnSums[r], sizeof(kept.columnSums[r]));
         }
-        for (int i = 0; i < tileBlocks; ++i) {
+        const auto isCompared = [&](int i) {
+            return i < tileBlocks && _block + i >= firstArriving && _block + i <= lastArriving;
+        };
+        const auto isGated = [&](int i) {
+            return i >= 0 && _block + i - 1 >= firstGated && _block + i - 1 <= lastGated;
+        };
+        for (int i = 0; i <= tileBlocks; ++i) {
             const int block = _block + i;
-            if (block >= firstArriving && block <= lastArriving) {
-                Compare(i, _step.template Ahead<Frame>(block, firstArriving, lastArriving));
+            const std::int64_t ahead = _step.template Ahead<Frame>(block, firstArriving, lastArriving);
+            if (isCompared(i) && isGated(i - 1) && AreWhole(i)) {
+                CompareAndGate(i, ahead);
+            } else {
+                if (isCompared(i)) {
+                    Compare(i, ahead);
+                }
+                if (isGated(i - 1)) {
+                    Gate(i - 1);
+                }
             }
-            if (block == firstArriving) {
+            if (i < tileBlocks && block == firstArriving) {
                 RepeatLeft(ColumnOf(_step.arriving.x1));
             }
-            if (block == lastArriving || block == lastArriving + 1) {
+            if (i < tileBlocks && (block == lastArriving || block == lastArriving + 1)) {
                 RepeatRight(i, ColumnOf(_step.arriving.x2 - 1));
-            }
-        }
-        for (int i = 0; i < tileBlocks; ++i) {
-            const int block = _block + i - 1;
-            if (block >= firstGated && block <= lastGated) {
-                Gate(i);
             }
         }
         const SumCell* last = _tile.Block(tileBlocks);
@@ -111,6 +136,8 @@ class StepOverTile {
     }
 
   private:
+    static constexpr int columnSumsOfRow = (2 + tileBlocks) * gatedBlock;
+
     int BlockOf(int x) const { return (x - _gridX) / gatedBlock; }
     /// The index in a row of the column sums.
     int ColumnOf(int x) const { return x - _gridX + (2 - _block) * gatedBlock; }
@@ -133,60 +160,164 @@ class StepOverTile {
         }
     }
 
-    /// Similarities of the frame to the sums that arrive in block i of the tile, added up in columns of five.
-    [[gnu::noinline]] void Compare(int i, std::int64_t ahead) {
-        KeptBlock& kept = _step.blocks[_block + i];
-        const BlockPixels frame = _pixels.Block(_gridX + (_block + i) * gatedBlock);
-        const SumCell* const sums = _tile.Block(i + 1);
-        float* const columnSums = _work.columnSums[0] + (i + 2) * gatedBlock;
-        constexpr int rowFloats = (2 + tileBlocks) * gatedBlock;
-        const RowRange rows = _compared;
-        const Rule rule = _rule;
-        for (int r = 0; r < motionReach; ++r) {
-            Prefetch<gatedBlock * Frame::pixelBytes>(frame.Row(r) + ahead);
-        }
-        History<lanes == gatedBlock> history(kept.similarities);
-        for (int r = rows.first; r < batchRows; ++r) {
-            const unsigned char* pixels = frame.Row(motionReach + r);
-            const SumCell& sum = sums[_place[motionReach + r]];
-            for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
-                F s = history.Last(r, v);  // below the last row that exists
-                if (r < rows.end) {
-                    Prefetch<Frame::vectorBytes>(pixels + ahead);
-                    s = rule.Similarity(pixels, sum.Load(v));
-                }
-                if (r == _topRow) {
-                    history.RepeatUpwards(r, v, s);
-                }
-                Write(columnSums + r * rowFloats + v, history.Add(r, v, s));
-            }
-        }
-        history.Keep(kept.similarities);
+    /// Whether block i is compared, and block i - 1 gated, in all rows of the batch, and their pixels exist.
+    /// (With fewer registers than AVX-512 has it is faster to do the one after the other everywhere.)
+    bool AreWhole(int i) const {
+        return lanes == gatedBlock && _compared.IsWhole() && _gated.IsWhole() && _topRow < 0 &&
+               _pixels.Covers(XOf(i)) && _pixels.Covers(XOf(i - 2));
     }
 
-    /// The block before block i of the tile, in its place.
-    [[gnu::noinline]] void Gate(int i) {
-        KeptBlock& kept = _step.blocks[_block + i - 1];
-        const BlockPixels frame = _pixels.Block(_gridX + (_block + i - 1) * gatedBlock);
-        SumCell* const sums = _tile.Block(i);
-        const SumCell* const future = _work.future.Block(i + 1);
-        const Rule rule = _rule;
-        // What has arrived: two rows with the batch before, the first block with the tile before.
-        const auto arrived = [&](int r) -> const SumCell& {
-            return r < motionReach ? kept.sums[r] : (i == 0 ? _step.columns->sums[r] : sums[_place[r]]);
-        };
-        for (int r = _gated.first; r < _gated.end; ++r) {
-            const SumCell& from = arrived(r);
-            SumCell& to = sums[_place[r]];
-            const SumCell& other = future[_work.future.Place(motionReach + r)];
-            const float* window = _work.columnSums[r] + (i + 1) * gatedBlock;
-            for (int v = 0; v < gatedBlock; v += lanes) {
-                to.Store(v, rule.At(frame.Row(r) + v * Frame::pixelBytes, from.Load(v),
-                                    MeanOfWindow(window + v), other.Load(v)));
+    int XOf(int i) const { return _gridX + (_block + i) * gatedBlock; }
+
+    /// Similarities of the frame to the sums that arrive in block i of the tile, added up in columns of five.
+    class Comparison {
+      public:
+        TQ_INLINE Comparison(StepOverTile& s, int i, std::int64_t ahead)
+            : _rule(s._rule),
+              _kept(s._step.blocks[s._block + i]),
+              _frame(s._pixels.Block(s.XOf(i))),
+              _sums(s._tile.Block(i + 1)),
+              _place(s._place + motionReach),
+              _columnSums(s._work.columnSums[0] + (i + 2) * gatedBlock),
+              _rows(s._compared),
+              _topRow(s._topRow),
+              _ahead(ahead),
+              _history(_kept.similarities) {
+            for (int r = 0; r < motionReach; ++r) {
+                Prefetch<gatedBlock * Frame::pixelBytes>(_frame.Row(r) + ahead);
             }
         }
-        for (int r = 0; r < motionReach; ++r) {
-            kept.sums[r] = arrived(batchRows + r);
+
+        template <bool Whole>
+        TQ_INLINE void Row(int r) {
+            const unsigned char* pixels = _frame.Row(motionReach + r);
+            const SumCell& sum = _sums[_place[r]];
+            for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
+                F s = _history.Last(r, v);  // below the last row that exists
+                if (Whole || r < _rows.end) {
+                    Prefetch<Frame::vectorBytes>(pixels + _ahead);
+                    s = _rule.Similarity(pixels, sum.Load(v));
+                }
+                if (!Whole && r == _topRow) {
+                    _history.RepeatUpwards(r, v, s);
+                }
+                Write(_columnSums + r * columnSumsOfRow + v, _history.Add(r, v, s));
+            }
+        }
+
+        TQ_INLINE void Finish() { _history.Keep(_kept.similarities); }
+
+      private:
+        const Rule _rule;
+        KeptBlock& _kept;
+        const BlockPixels _frame;
+        const SumCell* const _sums;
+        const int* const _place;
+        float* const _columnSums;
+        const RowRange _rows;
+        const int _topRow;
+        const std::int64_t _ahead;
+        History<lanes == gatedBlock> _history;
+    };
+
+    [[gnu::noinline]] void Compare(int i, std::int64_t ahead) {
+        Comparison comparison(*this, i, ahead);
+        for (int r = _compared.first; r < batchRows; ++r) {
+            comparison.template Row<false>(r);
+        }
+        comparison.Finish();
+    }
+
+    /// Calls row(r, sum) for the rows of the block before block i of the tile, with the sum that arrived: two
+    /// rows with the batch before, the first block with the tile before. Then keeps the last rows.
+    template <class Row>
+    TQ_INLINE void ForArrived(int i, const RowRange& rows, Row row) {
+        KeptBlock& kept = _step.blocks[_block + i - 1];
+        const SumCell* const arrived = i == 0 ? _step.columns->sums : _tile.Block(i);
+        const int* const place = i == 0 ? rowsInOrder.place : _place;
+        int r = rows.first;
+        for (; r < Smaller(motionReach, rows.end); ++r) {
+            row(r, kept.sums[r]);
+        }
+        for (; r < rows.end; ++r) {
+            row(r, arrived[place[r]]);
+        }
+        for (r = 0; r < motionReach; ++r) {
+            kept.sums[r] = arrived[place[batchRows + r]];
+        }
+    }
+
+    /// The gated sums of the block before block i of the tile, in its place.
+    template <bool Opaque>
+    class Gating {
+      public:
+        TQ_INLINE Gating(StepOverTile& s, int i, const BlockPixels& frame)
+            : _rule(s._rule),
+              _frame(frame),
+              _place(s._place),
+              _sums(s._tile.Block(i)),
+              _windows(s._work.columnSums[0] + (i + 1) * gatedBlock),
+              _futureTile(s._work.future),
+              _future(s._work.future.Block(i + 1)) {}
+
+        TQ_INLINE void Row(int r, const SumCell& from) {
+            SumCell& to = _sums[_place[r]];
+            const SumCell& future = _future[_futureTile.Place(motionReach + r)];
+            const unsigned char* pixels = _frame.Row(r);
+            const float* window = _windows + r * columnSumsOfRow;
+            for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
+                to.Store(v, _rule.template At<Opaque>(pixels, from.Load(v), SumOfWindow(window + v),
+                                                      future.Load(v)));
+            }
+        }
+
+      private:
+        const Rule _rule;
+        const BlockPixels _frame;
+        const int* const _place;
+        SumCell* const _sums;
+        const float* const _windows;
+        const SumTile& _futureTile;
+        const SumCell* const _future;
+    };
+
+    template <bool Opaque>
+    TQ_INLINE void GateRows(int i, const BlockPixels& frame) {
+        Gating<Opaque> gating(*this, i, frame);
+        ForArrived(
+            i,
+            _gated, [&](int r, const SumCell& from) __attribute__((always_inline)) { gating.Row(r, from); });
+    }
+
+    [[gnu::noinline]] void Gate(int i) {
+        const BlockPixels frame = _pixels.Block(XOf(i - 1));
+        if (IsOpaque<Frame>(frame, _gated)) {
+            GateRows<true>(i, frame);
+        } else {
+            GateRows<false>(i, frame);
+        }
+    }
+
+    template <bool Opaque>
+    TQ_INLINE void CompareAndGateRows(int i, std::int64_t ahead, const BlockPixels& frame) {
+        Comparison comparison(*this, i, ahead);
+        Gating<Opaque> gating(*this, i - 1, frame);
+        ForArrived(
+            i - 1, _gated, [&](int r, const SumCell& from) __attribute__((always_inline)) {
+                comparison.template Row<true>(r);
+                gating.Row(r, from);
+            });
+        comparison.Finish();
+    }
+
+    /// Compares block i and gates the block before block i - 1, row by row together, since the one is more
+    /// arithmetic and the other more traffic.
+    [[gnu::noinline]] void CompareAndGate(int i, std::int64_t ahead) {
+        const BlockPixels frame = _pixels.Block(XOf(i - 2));
+        if (IsOpaque<Frame>(frame, RowRange())) {
+            CompareAndGateRows<true>(i, ahead, frame);
+        } else {
+            CompareAndGateRows<false>(i, ahead, frame);
         }
     }
 
@@ -242,7 +373,9 @@ class GatedWalk {
             join.domain = band;
             join.arriving = GrownWithin(band, inputs[p.pastFrames - 1].bounds);
             SpreadDomains(0, p.pastFrames, join.arriving);
+            SetGates(0, p.pastFrames);
         }
+        SetGates(p.pastFrames, p.futureFrames);
     }
 
     void Run(RowsWalked& walked) {
@@ -281,6 +414,21 @@ class GatedWalk {
         }
     }
 
+    /// What the steps of a half do, from their weights.
+    void SetGates(int first, int count) {
+        if (_p.startsFromSum[first == 0 && _joins ? 0 : 1]) {
+            _step[first].weight = count > 1 ? _step[first + 1].weight : 1.0F;
+        }
+        const float limit = Frame::Storage::white / _p.inverseLimit;
+        const float cube = limit * limit * limit;
+        constexpr float leastCube = 1e-30F;  // below it nothing is similar
+        for (int i = first + 1; i < first + count; ++i) {
+            const float change = _step[i - 1].weight / _step[i].weight;
+            _step[i].gate = {limit, cube > leastCube ? motionMeanFactor / cube * change : 0.0F,
+                             leastSumWeight / _step[i - 1].weight};
+        }
+    }
+
     /// The first step of a half has no sum before it, and itself no lag to what arrives.
     int LagBefore(int i) const { return i == 0 || i == _p.pastFrames ? _step[i].lag : _step[i].lag - 1; }
 
@@ -289,7 +437,9 @@ class GatedWalk {
         RunHalf(_p.pastFrames, _p.futureFrames, _p.startsFromSum[1], block, y, _work.future);
         if (_joins) {
             RunHalf(0, _p.pastFrames, _p.startsFromSum[0], block, y, _work.past);
-            RunStep<GateAndJoin<Frame>>(_steps - 1, block, y, _work.past);
+            const GateAndJoin<Frame> rule{_p.inverseLimit, _step[_p.pastFrames - 1].weight,
+                                          _step[_steps - 2].weight};
+            RunStep(rule, _steps - 1, block, y, _work.past);
         }
         StoreTile(block - _lag, y - motionReach * _lag, _joins ? _work.past : _work.future);
     }
@@ -297,23 +447,27 @@ class GatedWalk {
     void RunHalf(int first, int count, bool startsFromSum, int block, int y, SumTile& tile) {
         tile.Start();
         if (startsFromSum) {
-            Start<Sum>(_step[first], block, y, tile, [](const unsigned char* sum) { return Sum::Load(sum); });
+            const float scale = 1.0F / _step[first].weight;
+            Start<Sum>(_step[first], block, y, tile, [scale](const unsigned char* sum) {
+                const Pixel s = Sum::Load(sum);
+                return Pixel{s.rgb * Splat(scale * Frame::Storage::white), s.a * scale};
+            });
         } else {
-            const WeightParameters p{_step[first].weight};
-            Start<Frame>(_step[first], block, y, tile, [p](const unsigned char* frame) {
-                return TemporalAdd1<Frame>::At(p, Frame::Load(frame), Pixel{}, Pixel{});
+            Start<Frame>(_step[first], block, y, tile, [](const unsigned char* frame) {
+                const Pixel codes = Frame::LoadCodes(frame);
+                const F alpha = codes.a * Frame::unit;
+                return Pixel{codes.rgb * alpha, alpha};
             });
         }
         for (int i = first + 1; i < first + count; ++i) {
-            RunStep<GateAndAdd<Frame>>(i, block, y, tile);
+            RunStep(GateAndAdd<Frame>{_step[i].gate}, i, block, y, tile);
         }
     }
 
     template <class Rule>
-    void RunStep(int index, int block, int y, SumTile& tile) {
+    void RunStep(const Rule& rule, int index, int block, int y, SumTile& tile) {
         const int lag = LagBefore(index);
-        StepOverTile<Frame, Rule>(_step[index], _p.inverseLimit, _gridX, block - lag, y - motionReach * lag,
-                                  _work, tile)
+        StepOverTile<Frame, Rule>(_step[index], rule, _gridX, block - lag, y - motionReach * lag, _work, tile)
             .Run();
         tile.Shift();
     }
@@ -352,13 +506,17 @@ class GatedWalk {
         if (x1 >= x2) {
             return;
         }
+        // A joined sum has been through this.
+        const F weight = Splat(_joins ? 1.0F : _step[_steps - 1].weight);
+        const F color = _joins ? weight : weight * Frame::unit;
         alignas(64) unsigned char buffer[tileBlocks * gatedBlock * Sum::pixelBytes];
         for (int r = rows.first; r < rows.end; ++r) {
             const int place = tile.Place(motionReach + r);
             for (int i = (x1 - x) / gatedBlock; i * gatedBlock < x2 - x; ++i) {
                 for (int v = 0; v < gatedBlock; v += lanes) {
+                    const Pixel sum = tile.Block(i + 1)[place].Load(v);
                     Sum::Store(buffer + (i * gatedBlock + v) * Sum::pixelBytes,
-                               tile.Block(i + 1)[place].Load(v));
+                               {sum.rgb * color, sum.a * weight});
                 }
             }
             CopyOrStream(PixelAt(_output, x1, y + r, Sum::pixelBytes), buffer + (x1 - x) * Sum::pixelBytes,

@@ -32,6 +32,14 @@ struct alignas(64) SumCell {
     }
 };
 
+/// What a step does with a sum, apart from the frame. In a tile a sum counts the frames' code values, in
+/// units of the weight of the frame that was added last, so that the next one is added as it is.
+struct GateConstants {
+    float limit;       ///< the difference in code values at which one channel alone is not similar at all
+    float maskFactor;  ///< from the 25 products of limit - difference to the mask, and to the unit of the sum
+    float leastWeight;  ///< that the sum is divided by
+};
+
 /// The sums that a step works on: those that arrive, with two rows above them and a block to their left that
 /// arrived before. A step leaves its own sums in the places from the first row and block on; the last two
 /// rows and the last block, which it has not come to yet, it keeps elsewhere, and their places become the
@@ -41,14 +49,16 @@ class SumTile {
     void Start() { _firstRow = _firstBlock = 0; }
     /// Moves on to the next step: row r becomes row r + motionReach, block i block i + 1.
     void Shift() {
-        _firstRow = (_firstRow + arrivingRows - motionReach) % arrivingRows;
-        _firstBlock = (_firstBlock + arrivingBlocks - 1) % arrivingBlocks;
+        _firstRow = Wrapped(_firstRow + arrivingRows - motionReach, arrivingRows);
+        _firstBlock = Wrapped(_firstBlock + arrivingBlocks - 1, arrivingBlocks);
     }
-    TQ_INLINE SumCell* Block(int i) { return _cells[(i + _firstBlock) % arrivingBlocks]; }
+    TQ_INLINE SumCell* Block(int i) { return _cells[Wrapped(i + _firstBlock, arrivingBlocks)]; }
     /// The place of row r in each block.
-    TQ_INLINE int Place(int r) const { return (r + _firstRow) % arrivingRows; }
+    TQ_INLINE int Place(int r) const { return Wrapped(r + _firstRow, arrivingRows); }
 
   private:
+    static int Wrapped(int i, int count) { return i < count ? i : i - count; }
+
     SumCell _cells[arrivingBlocks][arrivingRows];
     int _firstRow, _firstBlock;
 };
@@ -83,7 +93,8 @@ static_assert(gatedMostColumns + 2 * motionReach * (gatedMostFrames / 2 + 1) + 2
 /// One step of a chain and what it keeps.
 struct GatedStep {
     const ImageView* input;  ///< a frame, or the sum that a chain starts from
-    float weight;
+    float weight;            ///< of the frame; of a sum, what counts as 1 in the tile
+    GateConstants gate;
     int lag;          ///< by how many blocks and pairs of rows its sums lie behind those of a step without
     Bounds arriving;  ///< the pixels that exist of the sum before it
     Bounds domain;    ///< the pixels that are wanted of it
@@ -120,9 +131,13 @@ class BatchPixels {
   public:
     explicit BatchPixels(const GatedStep& step) : _rows(step.rows), _bounds(step.input->bounds) {}
 
-    /// Those of the block at x. They stay until the next call.
+    /// Whether the picture covers all columns of the block at x.
+    TQ_INLINE bool Covers(int x) const { return x >= _bounds.x1 && x + gatedBlock <= _bounds.x2; }
+
+    /// Those of the block at x. They stay until the next call, or for ever where the picture covers the
+    /// block.
     TQ_INLINE BlockPixels Block(int x) {
-        if (x >= _bounds.x1 && x + gatedBlock <= _bounds.x2) {
+        if (Covers(x)) {
             return {_rows, (static_cast<std::int64_t>(x) - _bounds.x1) * Format::pixelBytes};
         }
         return Stage(x);
@@ -147,13 +162,44 @@ class BatchPixels {
     unsigned char _staged[arrivingRows][gatedBlock * Format::pixelBytes];
 };
 
-/// Rows y1 to y2 as far as they fall into the batch at y, counted from there.
+/// Rows of a batch, counted from its first: those from y1 to y2 as far as they fall into the batch at y, or
+/// all.
 struct RowRange {
     int first, end;
     RowRange(int y1, int y2, int y)
         : first(y1 > y ? y1 - y : 0), end(Smaller(y2 > y ? y2 - y : 0, batchRows)) {}
+    RowRange() : first(0), end(batchRows) {}
     bool IsEmpty() const { return first >= end; }
+    bool IsWhole() const { return first == 0 && end == batchRows; }
 };
+
+/// Whether all pixels of a block are opaque, as those of most pictures are. Formats for which it would not
+/// pay to look are taken as they come.
+template <class Frame>
+TQ_INLINE bool IsOpaque(const BlockPixels& pixels, const RowRange& rows) {
+    if constexpr (sizeof(typename Frame::Storage::Channel) > 1) {
+        return false;
+    }
+    const I opaque = I{} + static_cast<std::int32_t>(0xFFU << (8 * Frame::alpha));
+    I all = opaque;
+    for (int r = rows.first; r < rows.end; ++r) {
+        for (int v = 0; v < gatedBlock; v += lanes) {
+            all &= Read<I>(pixels.Row(r) + v * Frame::pixelBytes);
+        }
+    }
+    return IsZero(all ^ opaque);
+}
+
+/// The places of rows that lie one after the other.
+struct RowsInOrder {
+    int place[arrivingRows];
+    constexpr RowsInOrder() : place() {
+        for (int r = 0; r < arrivingRows; ++r) {
+            place[r] = r;
+        }
+    }
+};
+constexpr RowsInOrder rowsInOrder;
 
 /// The last similarities of a block's columns, of which each row of a batch makes sums of five. In memory, as
 /// most levels have too few registers for them.

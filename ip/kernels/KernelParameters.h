@@ -32,8 +32,9 @@ struct DetectMotionParameters {
 /// GatedSum: two chains of steps, each of which gates the sum so far by its similarity to a frame and adds
 /// the frame. Inputs are the frames of the past half, then those of the future half, farthest first. The
 /// result is the sum of the future half, plus that of the past half (if there is one) gated by its similarity
-/// to input `joinFrame`. Inputs cover the band, and none covers less than the next one of its half, nor the
-/// last one of the past half less than input `joinFrame`, as far as the steps reach around the band.
+/// to input `joinFrame`. Frames' weights are at least gatedLeastWeight. Inputs cover the band, and none
+/// covers less than the next one of its half, nor the last one of the past half less than input `joinFrame`,
+/// as far as the steps reach around the band.
 struct GatedSumParameters {
     float inverseLimit;                     ///< as above
     std::int32_t pastFrames, futureFrames;  ///< together 1 to gatedMostFrames; at least one future frame
@@ -44,12 +45,13 @@ struct GatedSumParameters {
 };
 
 constexpr std::int32_t gatedMostFrames = 22;
+constexpr float gatedLeastWeight = 1e-12F;
 
-/// The walk takes rows in batches, and each batch in tiles of blocks of columns. The sums of a tile fill half
-/// of a first-level cache of 48 KiB; what all steps of 17 frames keep of a band of gatedMostColumns columns,
-/// most of a second-level cache of 2 MiB. Wider bands are cut.
+/// The walk takes rows in batches, and each batch in tiles of blocks of columns. The sums of a tile fill two
+/// thirds of a first-level cache of 48 KiB; what all steps of 17 frames keep of a band of gatedMostColumns
+/// columns, most of a second-level cache of 2 MiB. Wider bands are cut.
 constexpr std::int32_t gatedBlock = 16;
-constexpr std::int32_t gatedBatchRows = 8;
+constexpr std::int32_t gatedBatchRows = 12;
 constexpr std::int32_t gatedTileBlocks = 8;
 constexpr std::int32_t gatedMostColumns = 2048;
 

@@ -19,6 +19,7 @@ namespace {
 constexpr int motionReach = 2;  ///< rows and columns on each side
 constexpr int motionWindow = 2 * motionReach + 1;
 constexpr float motionMeanFactor = 0.04F;
+constexpr float leastSumWeight = 0.0001F;  ///< that a sum is divided by for its mean
 constexpr int motionStripWidth = 2048;  ///< most pictures in one strip: each row of a strip is on other pages
 constexpr int prefetchRows = 2;
 
@@ -96,7 +97,7 @@ template <class Frame>
 TQ_INLINE F SimilarityToMean(const DetectMotionParameters& p, const unsigned char* frame, const Pixel& sum) {
     const Color codes = Frame::LoadCodes(frame).rgb;
     const F kOfCode = Splat(p.inverseLimit * Frame::unit);
-    const F kOfSum = Reciprocal(Max(sum.a, Splat(0.0001F))) * p.inverseLimit;
+    const F kOfSum = Reciprocal(Max(sum.a, Splat(leastSumWeight))) * p.inverseLimit;
     const F one = Splat(1);
     const F r = MinOfAbs(MultiplySubtract(codes.r, kOfCode, sum.rgb.r * kOfSum), one);
     const F g = MinOfAbs(MultiplySubtract(codes.g, kOfCode, sum.rgb.g * kOfSum), one);
@@ -114,13 +115,13 @@ TQ_INLINE Pixel AddGated(float weight, const unsigned char* frame, const Pixel& 
     return {MultiplyAdd(sum.rgb, mask, codes.rgb * (q * Frame::unit)), MultiplyAdd(sum.a, mask, q)};
 }
 
-/// The mean over the window from the sums of its columns, of which the third is that of the pixel.
-TQ_INLINE F MeanOfWindow(const float* sums) {
+/// The sum of the window from the sums of its columns, of which the third is that of the pixel.
+TQ_INLINE F SumOfWindow(const float* sums) {
     F sum = Read<F>(sums - motionReach);
     for (int c = 1; c < motionWindow; ++c) {
         sum += Read<F>(sums - motionReach + c);
     }
-    return sum * motionMeanFactor;
+    return sum;
 }
 
 /// Two frames; the mask is written to all four channels.
@@ -253,7 +254,7 @@ template <class Body>
         const int count = Smaller(most, vectors - done);
         for (int i = 0; i < count; ++i) {
             Body::Output::Store(buffer + i * Body::Output::vectorBytes,
-                                Body::At(p, in0, in1, MeanOfWindow(sums)));
+                                Body::At(p, in0, in1, SumOfWindow(sums) * motionMeanFactor));
             sums += lanes;
             in0 += Body::In0::vectorBytes;
             in1 += Body::In1::vectorBytes;

@@ -37,6 +37,10 @@ TQ_INLINE F Reciprocal(F value) {
     return Splat(1) / value;
 }
 
+TQ_INLINE bool IsZero(I value) {
+    return _mm256_testz_si256(reinterpret_cast<__m256i>(value), reinterpret_cast<__m256i>(value)) != 0;
+}
+
 /// |a - b| of each byte.
 TQ_INLINE I ByteDifferences(I a, I b) {
     const auto x = reinterpret_cast<__m256i>(a);

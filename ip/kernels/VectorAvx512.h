@@ -63,6 +63,10 @@ TQ_INLINE I ByteOf(I value, int i) {
         _mm512_shuffle_epi8(reinterpret_cast<__m512i>(value), _mm512_broadcast_i32x4(order)));
 }
 
+TQ_INLINE bool IsZero(I value) {
+    return _mm512_test_epi32_mask(reinterpret_cast<__m512i>(value), reinterpret_cast<__m512i>(value)) == 0;
+}
+
 /// |a - b| of each byte.
 TQ_INLINE I ByteDifferences(I a, I b) {
     const auto x = reinterpret_cast<__m512i>(a);

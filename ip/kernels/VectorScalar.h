@@ -52,6 +52,10 @@ TQ_INLINE I ByteOf(I value, int i) {
     return (value >> (8 * i)) & 0xFF;
 }
 
+TQ_INLINE bool IsZero(I value) {
+    return value == 0;
+}
+
 /// |a - b| of each byte.
 TQ_INLINE I ByteDifferences(I a, I b) {
     I differences = 0;

@@ -37,6 +37,10 @@ TQ_INLINE F Reciprocal(F value) {
     return Splat(1) / value;
 }
 
+TQ_INLINE bool IsZero(I value) {
+    return _mm_movemask_epi8(_mm_cmpeq_epi8(reinterpret_cast<__m128i>(value), _mm_setzero_si128())) == 0xFFFF;
+}
+
 /// |a - b| of each byte.
 TQ_INLINE I ByteDifferences(I a, I b) {
     const auto x = reinterpret_cast<__m128i>(a);

@@ -14,6 +14,7 @@ using IP::Bounds;
 
 constexpr Bounds area{3, -2, 560, 75};
 constexpr Bounds window{9, 0, 555, 70};
+constexpr double lastBits = 1e-6;  ///< of sums about 1
 
 /// The same filter, which stays by itself.
 template <class Base>
@@ -29,7 +30,7 @@ class Fusion : public EveryFormat {
         return bench.Leaf(bounds, [=](int x, int y, int channel) {
             const bool moving = std::abs(x - 60 - 12 * time) < 20 && std::abs(y - 30) < 15;
             const double still = 0.3 + 0.3 * std::sin(0.05 * x + channel) + 0.02 * time;
-            return channel == 3 ? 1.0 - 0.5 * Noise(x, y, 3)
+            return channel == 3 ? 1.0 - (x < 250 ? 0.0 : 0.5 * Noise(x, y, 3))
                                 : (moving ? 0.9 : still) + 0.05 * Noise(x, y, channel, time);
         });
     }
@@ -95,6 +96,8 @@ class Fusion : public EveryFormat {
 };
 
 TEST_P(Fusion, GatedHalvesAreWhatTheirStepsAre) {
+    // The halves are joined by a mask that is stored in the frames' format.
+    const double step = GetParam().bits == 32 ? 0 : 1.0 / GetParam().white;
     struct Case {
         int past, future, margin;
     };
@@ -103,7 +106,7 @@ TEST_P(Fusion, GatedHalvesAreWhatTheirStepsAre) {
             const auto render = [&](bool fuses) {
                 return bench.Render(Joined(fuses, c.past, c.future, c.margin), region, 32);
             };
-            EXPECT_EQ(bench.Error(render(true), render(false)), 0)
+            EXPECT_LE(bench.Error(render(true), render(false)), lastBits + step)
                 << c.past << " before, " << c.future << " after";
         }
     }
@@ -116,18 +119,18 @@ TEST_P(Fusion, AChainIsCutWhereFramesWouldTakeTooMuchMemory) {
     const FilterHandle cut = chain->Fuse(2 * BytesOfFrame(chain));
     ASSERT_NE(cut, nullptr);
     EXPECT_EQ(cut->inputs.size(), 3U) << "a sum and two frames";
-    EXPECT_EQ(bench.Error(bench.Render(cut, window, 32), expected), 0);
+    EXPECT_LE(bench.Error(bench.Render(cut, window, 32), expected), lastBits);
     EXPECT_EQ(chain->Fuse(BytesOfFrame(chain) / 2), nullptr);
 }
 
 TEST_P(Fusion, SumsOfFramesAgreeToTheLastBits) {
     const LayerHandle expected = bench.Render(Added(false), window, 32);
-    EXPECT_LE(bench.Error(bench.Render(Added(true), window, 32), expected), 1e-6);
+    EXPECT_LE(bench.Error(bench.Render(Added(true), window, 32), expected), lastBits);
     const FilterHandle chain = Added(true);
     const FilterHandle cut = chain->Fuse(3 * BytesOfFrame(chain));
     ASSERT_NE(cut, nullptr);
     EXPECT_EQ(cut->inputs.size(), 4U) << "a sum and three frames";
-    EXPECT_LE(bench.Error(bench.Render(cut, window, 32), expected), 1e-6);
+    EXPECT_LE(bench.Error(bench.Render(cut, window, 32), expected), lastBits);
 }
 
 TEST_P(Fusion, TheBlursOfAHighPassAreWhatTheyAreByThemselves) {

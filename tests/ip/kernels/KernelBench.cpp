@@ -66,7 +66,8 @@ void TestImage::Fill(Content content, std::mt19937& random, double leastAlpha) {
             for (int c = 0; c < 4; ++c) {
                 double value = unit(random);
                 if (c == _storage.alpha) {
-                    value = leastAlpha + (1 - leastAlpha) * value;
+                    const bool opaque = (x - _view.bounds.x1) / 40 % 2 == 1;  // in whole blocks of a kernel
+                    value = opaque ? 1 : leastAlpha + (1 - leastAlpha) * value;
                 }
                 if (content == Content::Accumulator) {
                     value = c == _storage.alpha ? weight : weight * value;
