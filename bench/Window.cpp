@@ -93,7 +93,7 @@ double OperationsOfFrame(const Effect::DeflickerSettings& settings, int bits) {
     if (!settings.useMask) {
         total = total + neighbours * addToSum + addFrame;
     } else if (settings.detectKind == Effect::DetectKind::Fast) {
-        total = total + neighbours * gatedStep + 2 * addFrame;
+        total = total + neighbours * gatedStepOfChain + 2 * addFrame;
     } else {
         total = total + neighbours * (divideByWeight + similarity + gateAndAdd) + 2 * addFrame;
     }

@@ -387,7 +387,7 @@ class GatedWalk {
         for (; y - motionReach * _lag < _band.y2; y += batchRows) {
             const RowRange finished(_band.y1, _band.y2, y - motionReach * _lag);
             for (int r = finished.first; r < finished.end; ++r) {
-                walked.Add(1);
+                walked.AddRow();
             }
             for (int i = 0; i < _steps; ++i) {
                 _step[i].StartBatch(y - motionReach * LagBefore(i));

@@ -9,7 +9,7 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-constexpr int stepRows = 4;  ///< divides GaussRestart
+constexpr int stepRows = gaussStepRows;  ///< divides GaussRestart
 constexpr int stripSamples = 512;
 constexpr int stripVectors = stripSamples / lanes;
 
@@ -42,7 +42,7 @@ template <class Storage, bool Subtract>
         GaussState state = states[v];
         const int in = v * lanes * sampleBytes;
         const int out = v * lanes * outputSampleBytes;
-#pragma GCC unroll 4
+#pragma GCC unroll 8
         for (int r = 0; r < stepRows; ++r) {
             const F d = Storage::LoadDifference(rows.leading[r] + in, rows.trailing[r] + in);
             const F y = GaussStep(state, constants, d);
@@ -94,10 +94,9 @@ class ColumnStrip {
                 Start(y);
             }
             Visit(y);
-            const int first = y < _firstOutput ? _firstOutput : y;
             const int end = Smaller(y + stepRows, _endOutput);
-            if (end > first) {
-                walked.Add(end - first);
+            for (int row = y < _firstOutput ? _firstOutput : y; row < end; ++row) {
+                walked.AddRow();
             }
         }
     }

@@ -101,6 +101,9 @@ struct GaussBlurParameters {
     unsigned char* scratch;  ///< GaussStreamBytes for this call alone, aligned to 64
 };
 
+/// Rows that the column pass takes on each visit of a state.
+constexpr std::int32_t gaussStepRows = 8;
+
 /// Rows of the ring between the passes: the window, and those of one group and one visit beyond.
 constexpr std::int32_t GaussRingRows(std::int32_t radius) {
     return 2 * radius + 2 + 16;
@@ -111,7 +114,8 @@ constexpr std::int32_t GaussRingRows(std::int32_t radius) {
 constexpr std::int64_t GaussStreamBytes(std::int32_t columns, std::int32_t radius) {
     constexpr std::int64_t stateFloats = 6;
     const std::int64_t samples = 4 * static_cast<std::int64_t>(columns) + 16;
-    return samples * static_cast<std::int64_t>(sizeof(float)) * (stateFloats + 4 + GaussRingRows(radius));
+    return samples * static_cast<std::int64_t>(sizeof(float)) *
+           (stateFloats + gaussStepRows + GaussRingRows(radius));
 }
 
 /// AddBlurredHighPass and AddBlurredHighPassThreshold: AddHighPassN of input 0, the blur of input 1, and the

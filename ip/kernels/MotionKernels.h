@@ -303,7 +303,7 @@ bool RunMotion(const ImageView& output, const ImageView* inputs, const Bounds& b
         for (int y = band.y1; y < band.y2; ++y) {
             FillSimilarityRow<Body>(rows, inputs, x1, x2, y + motionReach, p);
             FinishMotionRow<Body>(output, inputs, x1, x2, y, rows.Sums(), p);
-            walked.Add(1);
+            walked.AddRow();
         }
     }
     EndStream();

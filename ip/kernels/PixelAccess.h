@@ -253,14 +253,14 @@ class RowsWalked {
     RowsWalked(Image::Progress& progress, int rows, int strips)
         : _progress(progress), _rows(rows), _strips(strips) {}
 
-    /// `rows` more rows of a strip are walked.
-    void Add(int rows) {
+    /// One more row of a strip is walked.
+    void AddRow() {
         if (_walked >= _next) {
             _progress.Update(static_cast<std::uint64_t>(_walked / _strips),
                              static_cast<std::uint64_t>(_rows));
             _next += static_cast<std::int64_t>(progressRows) * _strips;
         }
-        _walked += rows;
+        ++_walked;
     }
 
   private:
