@@ -112,6 +112,53 @@ GaussState StartRows(const RowGroup& group, const GaussParameters& p, int x) {
     return state;
 }
 
+#if TQ_LANES >= 4
+/// Where a chunk's samples of each row are read and stored.
+template <class Storage>
+struct ChunkRows {
+    const unsigned char* input[groupRows];
+    unsigned char* output[groupRows];
+
+    ChunkRows(const RowGroup& group, int x) {
+        for (int r = 0; r < groupRows; ++r) {
+            input[r] = group.input[r] + static_cast<std::int64_t>(x) * Chunk<Storage>::pixelBytes;
+            output[r] = group.output[r] +
+                        (static_cast<std::int64_t>(x) - group.firstOutput) * Chunk<Storage>::pixelBytes;
+        }
+    }
+};
+
+/// A chunk of floats whose windows lie inside the lines, taken apart and put together sample by sample.
+TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& rows, int radius, const GaussConstants& constants,
+                          GaussState& state) {
+    constexpr std::int64_t pixelBytes = Chunk<FloatStorage>::pixelBytes;
+    const std::int64_t leading = (radius + 1) * pixelBytes;
+    const std::int64_t trailing = -radius * pixelBytes;
+    GaussState s = state;  // a copy, which the stores cannot change
+    for (std::int64_t at = 0; at < chunkLength * pixelBytes; at += pixelBytes) {
+        const F d = JoinRows(rows.input, at + leading) - JoinRows(rows.input, at + trailing);
+        SplitRows(rows.output, at, GaussStep(s, constants, d));
+    }
+    state = s;
+}
+
+/// A chunk of bytes: four samples of the result fill what a row takes at once.
+TQ_INLINE void BlurBytes(const ChunkRows<ByteStorage>& rows, const Chunk<ByteStorage>& leading,
+                         const Chunk<ByteStorage>& trailing, const GaussConstants& constants,
+                         GaussState& state) {
+    GaussState s = state;
+    for (int i = 0; i < chunkLength; i += 4) {
+        I codes[4];
+        for (int k = 0; k < 4; ++k) {
+            const F d = ByteStorage::LoadDifference(leading.Step(i + k), trailing.Step(i + k));
+            codes[k] = Truncate(GaussStep(s, constants, d));
+        }
+        SplitRows(rows.output, i * Chunk<ByteStorage>::pixelBytes, reinterpret_cast<F>(JoinBytes(codes)));
+    }
+    state = s;
+}
+#endif
+
 template <class Storage>
 [[gnu::noinline]] void BlurRows(const RowGroup& group, const GaussParameters& p) {
     const GaussConstants constants = MakeGaussConstants(p, Storage::rounding);
@@ -119,13 +166,33 @@ template <class Storage>
     Chunk<Storage> leading;
     Chunk<Storage> trailing;
     Chunk<Storage> blurred;
+    [[maybe_unused]] constexpr bool isFloat = Chunk<Storage>::sampleBytes == 4;
+    [[maybe_unused]] constexpr bool isByte = Chunk<Storage>::sampleBytes == 1;
     const int restart = GaussRestart(p.radius);
     for (int x = group.firstOutput / restart * restart; x < group.endOutput; x += chunkLength) {
         if (x % restart == 0) {
             state = StartRows<Storage>(group, p, x);
         }
+#if TQ_LANES >= 4
+        const bool isStored =
+            x >= group.firstOutput && x + chunkLength <= group.endOutput && group.rows == groupRows;
+        if constexpr (isFloat) {
+            if (isStored && x >= p.radius && x + p.radius + 1 + chunkLength <= group.length) {
+                BlurFloats({group, x}, p.radius, constants, state);
+                continue;
+            }
+        }
+#endif
         leading.Gather(group, x + p.radius + 1);
         trailing.Gather(group, x - p.radius);
+#if TQ_LANES >= 4
+        if constexpr (isByte) {
+            if (isStored) {
+                BlurBytes({group, x}, leading, trailing, constants, state);
+                continue;
+            }
+        }
+#endif
         for (int i = 0; i < chunkLength; ++i) {
             const F d = Storage::LoadDifference(leading.Step(i), trailing.Step(i));
             Storage::StoreSamples(blurred.Step(i), GaussStep(state, constants, d), constants.maximum);

@@ -77,8 +77,8 @@ struct ByteStorage {
     TQ_INLINE static F LoadDifference(const unsigned char* a, const unsigned char* b) {
         return ToFloat(LoadBytes(a) - LoadBytes(b));
     }
-    TQ_INLINE static void StoreSamples(unsigned char* target, F y, F maximum) {
-        StoreBytes(target, Truncate(Min(Max(y, Splat(0)), maximum)));
+    TQ_INLINE static void StoreSamples(unsigned char* target, F y, F /*maximum*/) {
+        StoreBytes(target, Truncate(y));
     }
 };
 

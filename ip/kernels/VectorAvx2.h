@@ -108,16 +108,21 @@ TQ_INLINE void StorePairs(unsigned char* target, I first, I second) {
     WriteHalves(target + 16, target + 48, _mm256_unpackhi_ps(a, b));
 }
 
-/// Four channels of eight pixels, each at most 255 and limited from below to 0, as bytes of their pixels.
-TQ_INLINE I PackBytes(const I (&c)[4]) {
-    const __m256i low = _mm256_packs_epi32(reinterpret_cast<__m256i>(c[0]), reinterpret_cast<__m256i>(c[1]));
-    const __m256i high = _mm256_packs_epi32(reinterpret_cast<__m256i>(c[2]), reinterpret_cast<__m256i>(c[3]));
-    const __m128i order = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-    return reinterpret_cast<I>(
-        _mm256_shuffle_epi8(_mm256_packus_epi16(low, high), _mm256_broadcastsi128_si256(order)));
+/// Four vectors as bytes, limited to 0..255: first the four elements of each in their first 16 bytes, ...
+TQ_INLINE I JoinBytes(const I (&v)[4]) {
+    return reinterpret_cast<I>(_mm256_packus_epi16(
+        _mm256_packs_epi32(reinterpret_cast<__m256i>(v[0]), reinterpret_cast<__m256i>(v[1])),
+        _mm256_packs_epi32(reinterpret_cast<__m256i>(v[2]), reinterpret_cast<__m256i>(v[3]))));
 }
 
-/// Eight neighbouring unsigned samples; stores take values that fit.
+/// Four channels of eight pixels, limited to 0..255, as bytes of their pixels.
+TQ_INLINE I PackBytes(const I (&c)[4]) {
+    const __m128i order = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    return reinterpret_cast<I>(
+        _mm256_shuffle_epi8(reinterpret_cast<__m256i>(JoinBytes(c)), _mm256_broadcastsi128_si256(order)));
+}
+
+/// Eight neighbouring unsigned samples; bytes are limited to 0..255, of 16 bits all values fit.
 TQ_INLINE I LoadBytes(const unsigned char* source) {
     return reinterpret_cast<I>(_mm256_cvtepu8_epi32(_mm_cvtsi64_si128(Read<std::int64_t>(source))));
 }
@@ -138,6 +143,17 @@ TQ_INLINE void StoreBytes(unsigned char* target, I value) {
 
 TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     Write(target, PackShorts(value));
+}
+
+/// 16 bytes of each of two rows <-> one vector.
+TQ_INLINE F JoinRows(const unsigned char* const (&rows)[2], std::int64_t offset) {
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(Read<__m128>(rows[0] + offset)),
+                                Read<__m128>(rows[1] + offset), 1);
+}
+
+TQ_INLINE void SplitRows(unsigned char* const (&rows)[2], std::int64_t offset, F value) {
+    Write(rows[0] + offset, _mm256_castps256_ps128(value));
+    Write(rows[1] + offset, _mm256_extractf128_ps(value, 1));
 }
 
 /// Two rows of pixels of `Bytes` bytes, one vector of each <-> their pixels row by row, column after column.

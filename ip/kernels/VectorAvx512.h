@@ -178,16 +178,21 @@ TQ_INLINE void StorePairs(unsigned char* target, I first, I second) {
     Write<F>(target + 64, ZipHigh<4>(a, b));
 }
 
-/// Four channels of sixteen pixels, each at most 255 and limited from below to 0, as bytes of their pixels.
-TQ_INLINE I PackBytes(const I (&c)[4]) {
-    const __m512i low = _mm512_packs_epi32(reinterpret_cast<__m512i>(c[0]), reinterpret_cast<__m512i>(c[1]));
-    const __m512i high = _mm512_packs_epi32(reinterpret_cast<__m512i>(c[2]), reinterpret_cast<__m512i>(c[3]));
-    const __m128i order = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-    return reinterpret_cast<I>(
-        _mm512_shuffle_epi8(_mm512_packus_epi16(low, high), _mm512_broadcast_i32x4(order)));
+/// Four vectors as bytes, limited to 0..255: first the four elements of each in their first 16 bytes, ...
+TQ_INLINE I JoinBytes(const I (&v)[4]) {
+    return reinterpret_cast<I>(_mm512_packus_epi16(
+        _mm512_packs_epi32(reinterpret_cast<__m512i>(v[0]), reinterpret_cast<__m512i>(v[1])),
+        _mm512_packs_epi32(reinterpret_cast<__m512i>(v[2]), reinterpret_cast<__m512i>(v[3]))));
 }
 
-/// Sixteen neighbouring unsigned samples; stores take values that fit.
+/// Four channels of sixteen pixels, limited to 0..255, as bytes of their pixels.
+TQ_INLINE I PackBytes(const I (&c)[4]) {
+    const __m128i order = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    return reinterpret_cast<I>(
+        _mm512_shuffle_epi8(reinterpret_cast<__m512i>(JoinBytes(c)), _mm512_broadcast_i32x4(order)));
+}
+
+/// Sixteen neighbouring unsigned samples; bytes are limited to 0..255, of 16 bits all values fit.
 TQ_INLINE I LoadBytes(const unsigned char* source) {
     return reinterpret_cast<I>(_mm512_cvtepu8_epi32(Read<__m128i>(source)));
 }
@@ -197,11 +202,27 @@ TQ_INLINE I LoadShorts(const unsigned char* source) {
 }
 
 TQ_INLINE void StoreBytes(unsigned char* target, I value) {
-    Write(target, _mm512_cvtepi32_epi8(reinterpret_cast<__m512i>(value)));
+    Write(target,
+          _mm512_cvtusepi32_epi8(_mm512_max_epi32(reinterpret_cast<__m512i>(value), _mm512_setzero_si512())));
 }
 
 TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     Write(target, _mm512_cvtepi32_epi16(reinterpret_cast<__m512i>(value)));
+}
+
+/// 16 bytes of each of four rows <-> one vector.
+TQ_INLINE F JoinRows(const unsigned char* const (&rows)[4], std::int64_t offset) {
+    __m512 v = _mm512_castps128_ps512(Read<__m128>(rows[0] + offset));
+    v = _mm512_insertf32x4(v, Read<__m128>(rows[1] + offset), 1);
+    v = _mm512_insertf32x4(v, Read<__m128>(rows[2] + offset), 2);
+    return _mm512_insertf32x4(v, Read<__m128>(rows[3] + offset), 3);
+}
+
+TQ_INLINE void SplitRows(unsigned char* const (&rows)[4], std::int64_t offset, F value) {
+    Write(rows[0] + offset, _mm512_castps512_ps128(value));
+    Write(rows[1] + offset, _mm512_extractf32x4_ps(value, 1));
+    Write(rows[2] + offset, _mm512_extractf32x4_ps(value, 2));
+    Write(rows[3] + offset, _mm512_extractf32x4_ps(value, 3));
 }
 
 /// Four rows of pixels of `Bytes` bytes, one vector of each <-> their pixels row by row, column after column.

@@ -135,7 +135,7 @@ TQ_INLINE I LoadShorts(const unsigned char* source) {
 }
 
 TQ_INLINE void StoreBytes(unsigned char* target, I value) {
-    *target = static_cast<unsigned char>(value);
+    *target = static_cast<unsigned char>(value < 0 ? 0 : (value > 255 ? 255 : value));
 }
 
 TQ_INLINE void StoreShorts(unsigned char* target, I value) {

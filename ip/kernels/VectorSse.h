@@ -97,7 +97,14 @@ TQ_INLINE void StorePairs(unsigned char* target, I first, I second) {
     Write(target + 16, _mm_unpackhi_epi32(a, b));
 }
 
-/// Four channels of four pixels, each at most 255 and limited from below to 0, as bytes of their pixels.
+/// Four vectors as bytes, limited to 0..255.
+TQ_INLINE I JoinBytes(const I (&v)[4]) {
+    return reinterpret_cast<I>(
+        _mm_packus_epi16(_mm_packs_epi32(reinterpret_cast<__m128i>(v[0]), reinterpret_cast<__m128i>(v[1])),
+                         _mm_packs_epi32(reinterpret_cast<__m128i>(v[2]), reinterpret_cast<__m128i>(v[3]))));
+}
+
+/// Four channels of four pixels, limited to 0..255, as bytes of their pixels.
 TQ_INLINE I PackBytes(const I (&c)[4]) {
     const __m128i even = _mm_packs_epi32(reinterpret_cast<__m128i>(c[0]), reinterpret_cast<__m128i>(c[2]));
     const __m128i odd = _mm_packs_epi32(reinterpret_cast<__m128i>(c[1]), reinterpret_cast<__m128i>(c[3]));
@@ -106,7 +113,7 @@ TQ_INLINE I PackBytes(const I (&c)[4]) {
     return reinterpret_cast<I>(_mm_unpacklo_epi16(pairs, _mm_srli_si128(pairs, 8)));
 }
 
-/// Four neighbouring unsigned samples; stores take values that fit.
+/// Four neighbouring unsigned samples; bytes are limited to 0..255, of 16 bits all values fit.
 TQ_INLINE I LoadBytes(const unsigned char* source) {
     const __m128i zero = _mm_setzero_si128();
     const __m128i bytes = _mm_cvtsi32_si128(Read<std::int32_t>(source));
@@ -127,6 +134,15 @@ TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     // SSE2 packs signed values only: move the bits into that range first.
     const __m128i asSigned = _mm_srai_epi32(_mm_slli_epi32(reinterpret_cast<__m128i>(value), 16), 16);
     Write<std::int64_t>(target, _mm_cvtsi128_si64(_mm_packs_epi32(asSigned, asSigned)));
+}
+
+/// 16 bytes of a row.
+TQ_INLINE F JoinRows(const unsigned char* const (&rows)[1], std::int64_t offset) {
+    return Read<F>(rows[0] + offset);
+}
+
+TQ_INLINE void SplitRows(unsigned char* const (&rows)[1], std::int64_t offset, F value) {
+    Write(rows[0] + offset, value);
 }
 
 /// A vector holds one row: nothing to interleave.
