@@ -10,7 +10,7 @@ namespace {
 
 constexpr int batchRows = gatedBatchRows;
 constexpr int tileBlocks = gatedTileBlocks;
-constexpr int aheadBlocks = gatedTileBlocks;  ///< from a block to the one whose pixels are fetched ahead
+constexpr int aheadBlocks = gatedTileBlocks / 2;  ///< from a block to the one whose pixels are fetched ahead
 constexpr int historyRows = motionWindow - 1;
 constexpr int arrivingRows = motionReach + batchRows;
 constexpr int arrivingBlocks = 1 + tileBlocks;
