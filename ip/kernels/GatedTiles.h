@@ -180,6 +180,9 @@ TQ_INLINE bool IsOpaque(const BlockPixels& pixels, const RowRange& rows) {
     if constexpr (sizeof(typename Frame::Storage::Channel) > 1) {
         return false;
     }
+    // A pixel's value does not depend on its neighbours: with this alpha both ways give the same.
+    static_assert(sizeof(typename Frame::Storage::Channel) > 1 ||
+                  Frame::Storage::white * Frame::unit == 1.0F);
     const I opaque = I{} + static_cast<std::int32_t>(0xFFU << (8 * Frame::alpha));
     I all = opaque;
     for (int r = rows.first; r < rows.end; ++r) {
