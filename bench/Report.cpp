@@ -88,15 +88,16 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs) {
             result.boundMilliseconds = bound->second.value;
             run.counters[shareCounter] = Share(result.boundMilliseconds, result.milliseconds);
         }
-        Keep(run.run_name.function_name, result);
+        Keep(run, result);
     }
     ConsoleReporter::ReportRuns(shown);
 }
 
-void TableReporter::Keep(const std::string& name, const Result& result) {
+void TableReporter::Keep(const Run& run, const Result& result) {
+    const std::string& name = run.run_name.function_name;
     const auto [known, isNew] = _results.emplace(name, result);
     if (isNew) {
-        _order.push_back(name);
+        _order.emplace(run.family_index, name);
     } else if (result.milliseconds < known->second.milliseconds) {
         known->second = result;
     }
@@ -114,7 +115,7 @@ void TableReporter::PrintResults(std::ostream& out) const {
     }
     out << "\n| what | ours ms | peer | peer ms | ratio | bound ms | share of bound |\n"
            "|---|--:|---|--:|--:|--:|--:|\n";
-    for (const std::string& name : _order) {
+    for (const auto& [index, name] : _order) {
         const Result& result = _results.at(name);
         if (peers.contains(name)) {
             continue;

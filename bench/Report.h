@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <map>
 #include <ostream>
 #include <string>
@@ -46,13 +47,13 @@ class TableReporter : public benchmark::ConsoleReporter {
         double milliseconds;
         double boundMilliseconds;  ///< 0: has none
     };
-    void Keep(const std::string& name, const Result& result);
+    void Keep(const Run& run, const Result& result);
     const Result* Find(const std::string& name) const;
     void PrintResults(std::ostream& out) const;
     void PrintThreads(std::ostream& out) const;
     void PrintSeries(std::ostream& out) const;
 
-    std::vector<std::string> _order;
+    std::map<std::int64_t, std::string> _order;  ///< names by when they were registered
     std::map<std::string, Result> _results;
 };
 
