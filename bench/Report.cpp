@@ -115,7 +115,8 @@ void TableReporter::PrintResults(std::ostream& out) const {
     }
     out << "\n| what | ours ms | peer | peer ms | ratio | bound ms | share of bound |\n"
            "|---|--:|---|--:|--:|--:|--:|\n";
-    for (const auto& [index, name] : _order) {
+    for (const auto& entry : _order) {
+        const std::string& name = entry.second;
         const Result& result = _results.at(name);
         if (peers.contains(name)) {
             continue;
