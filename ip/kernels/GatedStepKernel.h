@@ -16,9 +16,10 @@ template <class Frame>
 struct GateAndAdd {
     GateConstants gate;
 
-    TQ_INLINE F Similarity(const unsigned char* frame, const Pixel& sum) const {
-        const Color d = MultiplySubtract(sum.rgb, Reciprocal(Max(sum.a, Splat(gate.leastWeight))),
-                                         Frame::LoadCodes(frame).rgb);
+    /// Of the weight of a sum.
+    TQ_INLINE F Inverse(F weight) const { return Reciprocal(Max(weight, Splat(gate.leastWeight))); }
+    TQ_INLINE F Similarity(const unsigned char* frame, const Color& sum, F inverse) const {
+        const Color d = MultiplySubtract(sum, inverse, Frame::LoadCodes(frame).rgb);
         const F limit = Splat(gate.limit);
         return (limit - MinOfAbs(d.r, limit)) * (limit - MinOfAbs(d.g, limit)) *
                (limit - MinOfAbs(d.b, limit));
@@ -43,8 +44,9 @@ template <class Frame>
 struct GateAndJoin {
     float inverseLimit, pastWeight, futureWeight;
 
-    TQ_INLINE F Similarity(const unsigned char* frame, const Pixel& past) const {
-        const Color mean = past.rgb * (InverseWeight(past.a) * Frame::unit);
+    TQ_INLINE F Inverse(F weight) const { return InverseWeight(weight) * Frame::unit; }
+    TQ_INLINE F Similarity(const unsigned char* frame, const Color& past, F inverse) const {
+        const Color mean = past * inverse;
         const Color stored{Frame::CodeAsStored(mean.r), Frame::CodeAsStored(mean.g),
                            Frame::CodeAsStored(mean.b)};
         return SimilarityOfColors<Frame>(Frame::LoadCodes(frame).rgb - stored, inverseLimit);
@@ -58,14 +60,20 @@ struct GateAndJoin {
     }
 };
 
+/// The future half's sums, for the join.
+struct FutureSums {
+    SumTile tile;
+    const int* place;  ///< of the rows in its blocks
+};
+
 /// A tile's way through one step.
 template <class Frame, class Rule>
 class StepOverTile {
   public:
     /// `block` and `y` are the first block and row of the sums that arrive in `tile`, `gridX` the x of
     /// block 0.
-    StepOverTile(const GatedStep& step, const Rule& rule, int gridX, int block, int y, GatedWork& work,
-                 SumTile& tile)
+    StepOverTile(const GatedStep& step, const Rule& rule, int gridX, int block, int y, ColumnSums& columnSums,
+                 const SumTile& tile, const FutureSums& future)
         : _step(step),
           _rule(rule),
           _gridX(gridX),
@@ -73,13 +81,10 @@ class StepOverTile {
           _topRow(step.arriving.y1 - y),
           _compared(step.arriving.y1, step.arriving.y2, y),
           _gated(step.domain.y1, step.domain.y2, y - motionReach),
-          _work(work),
+          _columnSums(columnSums),
           _tile(tile),
-          _pixels(step) {
-        for (int r = 0; r < arrivingRows; ++r) {
-            _place[r] = tile.Place(r);
-        }
-    }
+          _future(future),
+          _pixels(step) {}
 
     void Run() {
         const int firstArriving = BlockOf(_step.arriving.x1);
@@ -92,40 +97,32 @@ class StepOverTile {
         }
         KeptColumns& kept = *_step.columns;
         for (int r = 0; r < batchRows; ++r) {
-            __builtin_memcpy(_work.columnSums[r], kept.columnSums[r], sizeof(kept.columnSums[r]));
+            __builtin_memcpy(_columnSums[r], kept.columnSums[r], sizeof(kept.columnSums[r]));
         }
-        const auto isCompared = [&](int i) {
-            return i < tileBlocks && _block + i >= firstArriving && _block + i <= lastArriving;
-        };
-        const auto isGated = [&](int i) {
-            return i >= 0 && _block + i - 1 >= firstGated && _block + i - 1 <= lastGated;
-        };
-        for (int i = 0; i <= tileBlocks; ++i) {
+        for (int i = 0; i < tileBlocks; ++i) {
             const int block = _block + i;
+            const bool isCompared = block >= firstArriving && block <= lastArriving;
+            const bool isGated = block > firstGated && block <= lastGated + 1;
             const std::int64_t ahead = _step.template Ahead<Frame>(block, firstArriving, lastArriving);
-            if (isCompared(i) && isGated(i - 1) && AreWhole(i)) {
+            if (isCompared && isGated && block < lastArriving && AreWhole(i)) {
                 CompareAndGate(i, ahead);
-            } else {
-                if (isCompared(i)) {
-                    Compare(i, ahead);
-                }
-                if (isGated(i - 1)) {
-                    Gate(i - 1);
-                }
+                continue;
             }
-            if (i < tileBlocks && block == firstArriving) {
+            if (isCompared) {
+                Compare(i, ahead);
+            }
+            if (block == firstArriving) {
                 RepeatLeft(ColumnOf(_step.arriving.x1));
             }
-            if (i < tileBlocks && (block == lastArriving || block == lastArriving + 1)) {
+            if (block == lastArriving || block == lastArriving + 1) {
                 RepeatRight(i, ColumnOf(_step.arriving.x2 - 1));
             }
-        }
-        const SumCell* last = _tile.Block(tileBlocks);
-        for (int r = motionReach; r < arrivingRows; ++r) {
-            kept.sums[r] = last[_place[r]];
+            if (isGated) {
+                Gate(i);
+            }
         }
         for (int r = 0; r < batchRows; ++r) {
-            __builtin_memcpy(kept.columnSums[r], _work.columnSums[r] + tileBlocks * gatedBlock,
+            __builtin_memcpy(kept.columnSums[r], _columnSums[r] + tileBlocks * gatedBlock,
                              sizeof(kept.columnSums[r]));
         }
     }
@@ -139,14 +136,14 @@ class StepOverTile {
 
     /// Columns before the first one that exists, as far as a window reaches, are like it.
     void RepeatLeft(int first) {
-        for (auto& row : _work.columnSums) {
+        for (auto& row : _columnSums) {
             row[first - 1] = row[first - 2] = row[first];
         }
     }
 
     /// So are those after the last one, as far as they lie in block i of the tile.
     void RepeatRight(int i, int last) {
-        for (auto& row : _work.columnSums) {
+        for (auto& row : _columnSums) {
             for (int c = last + 1; c <= last + motionReach; ++c) {
                 if (c / gatedBlock == i + 2) {
                     row[c] = row[last];
@@ -155,11 +152,11 @@ class StepOverTile {
         }
     }
 
-    /// Whether block i is compared, and block i - 1 gated, in all rows of the batch, and their pixels exist.
-    /// (With fewer registers than AVX-512 has it is faster to do the one after the other everywhere.)
+    /// Whether block i is compared, and the block before it gated, in all rows of the batch, and their pixels
+    /// exist. (With fewer registers than AVX-512 has it is faster to do the one after the other everywhere.)
     bool AreWhole(int i) const {
         return lanes == gatedBlock && _compared.IsWhole() && _gated.IsWhole() && _topRow < 0 &&
-               _pixels.Covers(XOf(i)) && _pixels.Covers(XOf(i - 2));
+               _pixels.Covers(XOf(i)) && _pixels.Covers(XOf(i - 1));
     }
 
     int XOf(int i) const { return _gridX + (_block + i) * gatedBlock; }
@@ -172,35 +169,50 @@ class StepOverTile {
               _kept(s._step.blocks[s._block + i]),
               _frame(s._pixels.Block(s.XOf(i))),
               _sums(s._tile.Block(i + 1)),
-              _place(s._place + motionReach),
-              _columnSums(s._work.columnSums[0] + (i + 2) * gatedBlock),
+              _place(s._step.place + motionReach),
+              _columnSums(s._columnSums[0] + (i + 2) * gatedBlock),
               _rows(s._compared),
               _topRow(s._topRow),
               _ahead(ahead),
-              _history(_kept.similarities) {
+              _history(_kept.history) {
             for (int r = 0; r < motionReach; ++r) {
                 Prefetch<gatedBlock * Frame::pixelBytes>(_frame.Row(r) + ahead);
             }
         }
 
-        template <bool Whole>
-        TQ_INLINE void Row(int r) {
-            const unsigned char* pixels = _frame.Row(motionReach + r);
-            const SumCell& sum = _sums[_place[r]];
-            for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
-                F s = _history.Last(r, v);  // below the last row that exists
-                if (Whole || r < _rows.end) {
-                    Prefetch<Frame::vectorBytes>(pixels + _ahead);
-                    s = _rule.Similarity(pixels, sum.Load(v));
+        /// Of the weight of the sum in row r.
+        TQ_INLINE F Inverse(int r, int v) const {
+            return _rule.Inverse(Read<F>(_sums[_place[r]].plane[3] + v));
+        }
+
+        TQ_INLINE F Similarity(int r, int v, F inverse) const {
+            const unsigned char* const pixels = _frame.Row(motionReach + r) + v * Frame::pixelBytes;
+            Prefetch<Frame::vectorBytes>(pixels + _ahead);
+            return _rule.Similarity(pixels, _sums[_place[r]].Load(v).rgb, inverse);
+        }
+
+        /// Returns the sums of the columns of five that end with row r, whose similarity is s.
+        TQ_INLINE F AddRow(int r, int v, F s) {
+            const F sums = _history.Add(r, v, s);
+            Write(_columnSums + r * columnSumsOfRow + v, sums);
+            return sums;
+        }
+
+        /// Rows from the first one that exists on, to the end of the batch. Beyond those that exist the last
+        /// one repeats, and the first one above it.
+        TQ_INLINE void AddRows() {
+            for (int r = _rows.first; r < batchRows; ++r) {
+                for (int v = 0; v < gatedBlock; v += lanes) {
+                    const F s = r < _rows.end ? Similarity(r, v, Inverse(r, v)) : _history.Last(r, v);
+                    if (r == _topRow) {
+                        _history.RepeatUpwards(r, v, s);
+                    }
+                    AddRow(r, v, s);
                 }
-                if (!Whole && r == _topRow) {
-                    _history.RepeatUpwards(r, v, s);
-                }
-                Write(_columnSums + r * columnSumsOfRow + v, _history.Add(r, v, s));
             }
         }
 
-        TQ_INLINE void Finish() { _history.Keep(_kept.similarities); }
+        TQ_INLINE void Finish() { _history.Keep(_kept.history); }
 
       private:
         const Rule _rule;
@@ -217,71 +229,83 @@ class StepOverTile {
 
     [[gnu::noinline]] void Compare(int i, std::int64_t ahead) {
         Comparison comparison(*this, i, ahead);
-        for (int r = _compared.first; r < batchRows; ++r) {
-            comparison.template Row<false>(r);
-        }
+        comparison.AddRows();
         comparison.Finish();
     }
 
-    /// Calls row(r, sum) for the rows of the block before block i of the tile, with the sum that arrived: two
-    /// rows with the batch before, the first block with the tile before. Then keeps the last rows.
-    template <class Row>
-    TQ_INLINE void ForArrived(int i, const RowRange& rows, Row row) {
-        KeptBlock& kept = _step.blocks[_block + i - 1];
-        const SumCell* const arrived = i == 0 ? _step.columns->sums : _tile.Block(i);
-        const int* const place = i == 0 ? rowsInOrder.place : _place;
-        int r = rows.first;
-        for (; r < Smaller(motionReach, rows.end); ++r) {
-            row(r, kept.sums[r]);
-        }
-        for (; r < rows.end; ++r) {
-            row(r, arrived[place[r]]);
-        }
-        for (r = 0; r < motionReach; ++r) {
-            kept.sums[r] = arrived[place[batchRows + r]];
-        }
-    }
-
-    /// The gated sums of the block before block i of the tile, in its place.
+    /// The gated sums of the block before block i of the tile, in their places. The first two rows arrived
+    /// with the batch before, the block before the first one with the tile before.
     template <bool Opaque>
     class Gating {
       public:
-        TQ_INLINE Gating(StepOverTile& s, int i, const BlockPixels& frame)
+        TQ_INLINE Gating(const StepOverTile& s, int i, const BlockPixels& frame)
             : _rule(s._rule),
+              _kept(s._step.blocks[s._block + i - 1]),
               _frame(frame),
-              _place(s._place),
+              _place(s._step.place),
               _sums(s._tile.Block(i)),
-              _windows(s._work.columnSums[0] + (i + 1) * gatedBlock),
-              _futureTile(s._work.future),
-              _future(s._work.future.Block(i + 1)) {}
+              _columnSums(s._columnSums[0] + (i + 1) * gatedBlock),
+              _futurePlace(s._future.place),
+              _future(s._future.tile.Block(i + 1)) {}
 
-        TQ_INLINE void Row(int r, const SumCell& from) {
-            SumCell& to = _sums[_place[r]];
-            const SumCell& future = _future[_futureTile.Place(motionReach + r)];
-            const unsigned char* pixels = _frame.Row(r);
-            const float* window = _windows + r * columnSumsOfRow;
-            for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
-                to.Store(v, _rule.template At<Opaque>(pixels, from.Load(v), SumOfWindow(window + v),
-                                                      future.Load(v)));
+        /// The sums of the columns around the pixel, in row r.
+        TQ_INLINE const float* ColumnSums(int r) const { return _columnSums + r * columnSumsOfRow; }
+
+        /// One of the two first rows, and one of the others. `window` gives the sum of the windows from a
+        /// pixel on.
+        template <class Window>
+        TQ_INLINE void UpperRow(int r, Window window) {
+            Row(r, _kept.sums[r], window);
+        }
+        template <class Window>
+        TQ_INLINE void LowerRow(int r, Window window) {
+            Row(r, _sums[_place[r]], window);
+        }
+
+        /// Keeps the last rows for the next batch.
+        TQ_INLINE void Finish() {
+            for (int r = 0; r < motionReach; ++r) {
+                _kept.sums[r] = _sums[_place[batchRows + r]];
             }
         }
 
       private:
+        template <class Window>
+        TQ_INLINE void Row(int r, const SumCell& from, Window window) {
+            SumCell& to = _sums[_place[r]];
+            const SumCell& future = _future[_futurePlace[motionReach + r]];
+            const unsigned char* pixels = _frame.Row(r);
+            for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
+                to.Store(v, _rule.template At<Opaque>(pixels, from.Load(v), window(v), future.Load(v)));
+            }
+        }
+
         const Rule _rule;
+        KeptBlock& _kept;
         const BlockPixels _frame;
         const int* const _place;
         SumCell* const _sums;
-        const float* const _windows;
-        const SumTile& _futureTile;
+        const float* const _columnSums;
+        const int* const _futurePlace;
         const SumCell* const _future;
     };
 
     template <bool Opaque>
     TQ_INLINE void GateRows(int i, const BlockPixels& frame) {
         Gating<Opaque> gating(*this, i, frame);
-        ForArrived(
-            i,
-            _gated, [&](int r, const SumCell& from) __attribute__((always_inline)) { gating.Row(r, from); });
+        const auto window = [&gating](int r) {
+            return [sums = gating.ColumnSums(r)](int v) __attribute__((always_inline)) {
+                return SumOfWindow(sums + v);
+            };
+        };
+        int r = _gated.first;
+        for (; r < Smaller(motionReach, _gated.end); ++r) {
+            gating.UpperRow(r, window(r));
+        }
+        for (; r < _gated.end; ++r) {
+            gating.LowerRow(r, window(r));
+        }
+        gating.Finish();
     }
 
     [[gnu::noinline]] void Gate(int i) {
@@ -293,38 +317,64 @@ class StepOverTile {
         }
     }
 
+#if TQ_LANES == 16
+    /// Each row is gated while the next one is compared and the weight of the one after it inverted: so no
+    /// operation waits for the one just before it.
     template <bool Opaque>
     TQ_INLINE void CompareAndGateRows(int i, std::int64_t ahead, const BlockPixels& frame) {
         Comparison comparison(*this, i, ahead);
-        Gating<Opaque> gating(*this, i - 1, frame);
-        ForArrived(
-            i - 1, _gated, [&](int r, const SumCell& from) __attribute__((always_inline)) {
-                comparison.template Row<true>(r);
-                gating.Row(r, from);
-            });
+        Gating<Opaque> gating(*this, i, frame);
+        F columns = comparison.AddRow(0, 0, comparison.Similarity(0, 0, comparison.Inverse(0, 0)));
+        F inverse = comparison.Inverse(1, 0);
+        const auto window = [&](int r) __attribute__((always_inline)) {
+            return [ at = gating.ColumnSums(r), columns ](int) __attribute__((always_inline)) {
+                return SumOfWindow(Read<F>(at - lanes), Read<F>(at), columns);
+            };
+        };
+        const auto next = [&](int r) __attribute__((always_inline)) {
+            const F s = comparison.Similarity(r, 0, inverse);
+            inverse = comparison.Inverse(Smaller(r + 1, batchRows - 1), 0);
+            return comparison.AddRow(r, 0, s);
+        };
+        for (int r = 0; r < motionReach; ++r) {
+            const F nextColumns = next(r + 1);
+            gating.UpperRow(r, window(r));
+            columns = nextColumns;
+        }
+        for (int r = motionReach; r < batchRows - 1; ++r) {
+            const F nextColumns = next(r + 1);
+            gating.LowerRow(r, window(r));
+            columns = nextColumns;
+        }
+        gating.LowerRow(batchRows - 1, window(batchRows - 1));
+        gating.Finish();
         comparison.Finish();
     }
 
-    /// Compares block i and gates the block before block i - 1, row by row together, since the one is more
-    /// arithmetic and the other more traffic.
+    /// Compares block i and gates the block before it, since the one is more arithmetic and the other more
+    /// traffic.
     [[gnu::noinline]] void CompareAndGate(int i, std::int64_t ahead) {
-        const BlockPixels frame = _pixels.Block(XOf(i - 2));
+        const BlockPixels frame = _pixels.Block(XOf(i - 1));
         if (IsOpaque<Frame>(frame, RowRange())) {
             CompareAndGateRows<true>(i, ahead, frame);
         } else {
             CompareAndGateRows<false>(i, ahead, frame);
         }
     }
+#else
+    void CompareAndGate(int /*i*/, std::int64_t /*ahead*/) {
+    }  // no block is one vector
+#endif
 
     const GatedStep& _step;
     const Rule _rule;
     const int _gridX, _block;
     const int _topRow;  ///< of the sums that exist, counted from the batch
     const RowRange _compared, _gated;
-    GatedWork& _work;
-    SumTile& _tile;
+    ColumnSums& _columnSums;
+    const SumTile& _tile;
+    const FutureSums& _future;
     BatchPixels<Frame> _pixels;
-    int _place[arrivingRows];  ///< of the tile's rows
 };
 
 }  // namespace

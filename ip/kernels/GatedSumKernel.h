@@ -28,29 +28,34 @@ class GatedWalk {
           _band(band),
           _stream(IsStreamed(output, Sum::pixelBytes)),
           _joins(p.pastFrames > 0),
-          _work(*reinterpret_cast<GatedWork*>(p.scratch)) {
+          _work(*reinterpret_cast<GatedWork*>(p.scratch)),
+          _past(_work.past),
+          _future{SumTile(_work.future), rowPlaces.After(p.futureFrames - 1)} {
         const int pastLag = _joins ? p.pastFrames : 0;  // of the join
         const int futureLag = p.futureFrames - 1;
         _lag = pastLag > futureLag ? pastLag : futureLag;
         float* room = p.scratch + gatedWorkFloats;
-        const auto add = [&](const ImageView& input, float weight, int lag) {
+        const auto add = [&](const ImageView& input, float weight, int lag, int stepsBefore) {
             GatedStep& step = _step[_steps++];
             step.input = &input;
             step.weight = weight;
             step.lag = lag;
+            step.place = rowPlaces.After(stepsBefore);
             step.blocks = reinterpret_cast<KeptBlock*>(room);
             step.columns = reinterpret_cast<KeptColumns*>(step.blocks + gatedMostBlocks);
+            step.lastBlock = &step.columns->sums;
             room += gatedStepFloats;
         };
         for (int i = 0; i < p.pastFrames; ++i) {
-            add(inputs[i], p.weights[i], _lag - pastLag + i);
+            add(inputs[i], p.weights[i], _lag - pastLag + i, i == 0 ? 0 : i - 1);
         }
         for (int i = 0; i < p.futureFrames; ++i) {
-            add(inputs[p.pastFrames + i], p.weights[p.pastFrames + i], _lag - futureLag + i);
+            add(inputs[p.pastFrames + i], p.weights[p.pastFrames + i], _lag - futureLag + i,
+                i == 0 ? 0 : i - 1);
         }
         SpreadDomains(p.pastFrames, p.futureFrames, band);
         if (_joins) {
-            add(inputs[p.joinFrame], 0, _lag);
+            add(inputs[p.joinFrame], 0, _lag, p.pastFrames - 1);
             GatedStep& join = _step[_steps - 1];
             join.domain = band;
             join.arriving = GrownWithin(band, inputs[p.pastFrames - 1].bounds);
@@ -116,18 +121,17 @@ class GatedWalk {
 
     /// A batch from row y on, of the tile from `block` on.
     void RunTile(int block, int y) {
-        RunHalf(_p.pastFrames, _p.futureFrames, _p.startsFromSum[1], block, y, _work.future);
+        RunHalf(_p.pastFrames, _p.futureFrames, _p.startsFromSum[1], block, y, _future.tile);
         if (_joins) {
-            RunHalf(0, _p.pastFrames, _p.startsFromSum[0], block, y, _work.past);
+            RunHalf(0, _p.pastFrames, _p.startsFromSum[0], block, y, _past);
             const GateAndJoin<Frame> rule{_p.inverseLimit, _step[_p.pastFrames - 1].weight,
                                           _step[_steps - 2].weight};
-            RunStep(rule, _steps - 1, block, y, _work.past);
+            RunStep(rule, _steps - 1, block, y, _past);
         }
-        StoreTile(block - _lag, y - motionReach * _lag, _joins ? _work.past : _work.future);
+        StoreTile(block - _lag, y - motionReach * _lag);
     }
 
     void RunHalf(int first, int count, bool startsFromSum, int block, int y, SumTile& tile) {
-        tile.Start();
         if (startsFromSum) {
             const float scale = 1.0F / _step[first].weight;
             Start<Sum>(_step[first], block, y, tile, [scale](const unsigned char* sum) {
@@ -149,13 +153,16 @@ class GatedWalk {
     template <class Rule>
     void RunStep(const Rule& rule, int index, int block, int y, SumTile& tile) {
         const int lag = LagBefore(index);
-        StepOverTile<Frame, Rule>(_step[index], rule, _gridX, block - lag, y - motionReach * lag, _work, tile)
+        GatedStep& step = _step[index];
+        tile.Enter(step.lastBlock);
+        StepOverTile<Frame, Rule>(step, rule, _gridX, block - lag, y - motionReach * lag, _work.columnSums,
+                                  tile, _future)
             .Run();
-        tile.Shift();
+        step.lastBlock = tile.Leave();
     }
 
     template <class Format, class At>
-    void Start(const GatedStep& step, int tileBlock, int batchY, SumTile& tile, At at) const {
+    void Start(const GatedStep& step, int tileBlock, int batchY, const SumTile& tile, At at) const {
         BatchPixels<Format> pixels(step);
         const RowRange rows(step.domain.y1, step.domain.y2, batchY - motionReach * step.lag);
         const int firstBlock = (step.domain.x1 - _gridX) / gatedBlock;
@@ -172,7 +179,7 @@ class GatedWalk {
                 const unsigned char* row = source.Row(motionReach + r);
                 for (int v = 0; v < gatedBlock; v += lanes, row += Format::vectorBytes) {
                     Prefetch<Format::vectorBytes>(row + ahead);
-                    sums[tile.Place(motionReach + r)].Store(v, at(row));
+                    sums[rowPlaces.After(0)[motionReach + r]].Store(v, at(row));
                 }
             }
         }
@@ -180,7 +187,9 @@ class GatedWalk {
 
     /// The sums of the last step, of the tile from `block` and row y on. Through a buffer, since nothing
     /// reads the rows soon.
-    void StoreTile(int block, int y, SumTile& tile) const {
+    void StoreTile(int block, int y) const {
+        const SumTile& tile = _joins ? _past : _future.tile;
+        const int* const places = _joins ? rowPlaces.After(_p.pastFrames) : _future.place;
         const RowRange rows(_band.y1, _band.y2, y);
         const int x = _gridX + block * gatedBlock;
         const int x1 = x > _band.x1 ? x : _band.x1;
@@ -193,7 +202,7 @@ class GatedWalk {
         const F color = _joins ? weight : weight * Frame::unit;
         alignas(64) unsigned char buffer[tileBlocks * gatedBlock * Sum::pixelBytes];
         for (int r = rows.first; r < rows.end; ++r) {
-            const int place = tile.Place(motionReach + r);
+            const int place = places[motionReach + r];
             for (int i = (x1 - x) / gatedBlock; i * gatedBlock < x2 - x; ++i) {
                 for (int v = 0; v < gatedBlock; v += lanes) {
                     const Pixel sum = tile.Block(i + 1)[place].Load(v);
@@ -212,6 +221,8 @@ class GatedWalk {
     const bool _stream;  ///< the output goes past the caches
     const bool _joins;   ///< there is a past half, and the last step joins it to the future half
     GatedWork& _work;
+    SumTile _past;
+    FutureSums _future;
     GatedStep _step[gatedMostFrames + 1];
     int _steps = 0;
     int _lag;        ///< of the last step

@@ -15,7 +15,7 @@ constexpr int historyRows = motionWindow - 1;
 constexpr int arrivingRows = motionReach + batchRows;
 constexpr int arrivingBlocks = 1 + tileBlocks;
 static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
-static_assert(batchRows >= historyRows && tileBlocks >= 2);
+static_assert(batchRows >= historyRows && tileBlocks >= 2 && historyRows == 4);
 
 /// The sums of a block's pixels in one row, one plane per channel.
 struct alignas(64) SumCell {
@@ -40,27 +40,56 @@ struct GateConstants {
     float leastWeight;  ///< that the sum is divided by
 };
 
-/// The sums that a step works on: those that arrive, with two rows above them and a block to their left that
-/// arrived before. A step leaves its own sums in the places from the first row and block on; the last two
-/// rows and the last block, which it has not come to yet, it keeps elsewhere, and their places become the
-/// first ones of the next step.
+/// The places of rows in a block. Each step leaves its sums two rows higher, in place: what is row r + 2 for
+/// it is row r for the next one, and the two first rows come round to the end.
+struct RowPlaces {
+    static constexpr int turns = arrivingRows / motionReach;
+    static_assert(arrivingRows % motionReach == 0);
+
+    int place[turns][arrivingRows];
+
+    constexpr RowPlaces() : place() {
+        for (int turn = 0; turn < turns; ++turn) {
+            for (int r = 0; r < arrivingRows; ++r) {
+                place[turn][r] = (r + (turns - turn) * motionReach) % arrivingRows;
+            }
+        }
+    }
+    /// After so many steps.
+    const int* After(int steps) const { return place[steps % turns]; }
+};
+constexpr RowPlaces rowPlaces;
+
+/// A block's sums: two rows above a batch, and the batch.
+struct SumBlock {
+    SumCell rows[arrivingRows];
+};
+
+/// The sums that a step works on: blocks that arrive, and to their left one that arrived with the tile before
+/// and that the step kept. The step leaves its own sums one block further left, in place, and keeps the last
+/// block, which it has not come to yet. So blocks change hands, and nothing is copied.
 class SumTile {
   public:
-    void Start() { _firstRow = _firstBlock = 0; }
-    /// Moves on to the next step: row r becomes row r + motionReach, block i block i + 1.
-    void Shift() {
-        _firstRow = Wrapped(_firstRow + arrivingRows - motionReach, arrivingRows);
-        _firstBlock = Wrapped(_firstBlock + arrivingBlocks - 1, arrivingBlocks);
+    /// `blocks` is the room for a tile.
+    explicit SumTile(SumBlock* blocks) {
+        for (int i = 1; i <= tileBlocks; ++i) {
+            _blocks[i] = blocks + i - 1;
+        }
     }
-    TQ_INLINE SumCell* Block(int i) { return _cells[Wrapped(i + _firstBlock, arrivingBlocks)]; }
-    /// The place of row r in each block.
-    TQ_INLINE int Place(int r) const { return Wrapped(r + _firstRow, arrivingRows); }
+    /// The sums of the first block are those that the step kept, the others those that arrive.
+    void Enter(SumBlock* kept) { _blocks[0] = kept; }
+    /// What the step has left becomes what arrives at the next one. Returns the block to be kept.
+    SumBlock* Leave() {
+        SumBlock* const last = _blocks[tileBlocks];
+        for (int i = tileBlocks; i > 0; --i) {
+            _blocks[i] = _blocks[i - 1];
+        }
+        return last;
+    }
+    TQ_INLINE SumCell* Block(int i) const { return _blocks[i]->rows; }
 
   private:
-    static int Wrapped(int i, int count) { return i < count ? i : i - count; }
-
-    SumCell _cells[arrivingBlocks][arrivingRows];
-    int _firstRow, _firstBlock;
+    SumBlock* _blocks[1 + tileBlocks];
 };
 
 /// The sums of the five similarities above each other, of a tile and the two blocks before it.
@@ -69,18 +98,18 @@ using ColumnSums = float[batchRows][(2 + tileBlocks) * gatedBlock];
 /// What a step keeps of a block from batch to batch.
 struct KeptBlock {
     SumCell sums[motionReach];
-    float similarities[historyRows][gatedBlock];
+    float history[historyRows][gatedBlock];
 };
 
 /// What a step keeps from tile to tile.
 struct KeptColumns {
-    SumCell sums[arrivingRows];
+    SumBlock sums;  ///< the first ones; they change places with others
     float columnSums[batchRows][2 * gatedBlock];
 };
 
 /// What the steps work on in turn.
 struct GatedWork {
-    SumTile past, future;
+    SumBlock past[tileBlocks], future[tileBlocks];
     alignas(64) ColumnSums columnSums;
 };
 
@@ -95,11 +124,13 @@ struct GatedStep {
     const ImageView* input;  ///< a frame, or the sum that a chain starts from
     float weight;            ///< of the frame; of a sum, what counts as 1 in the tile
     GateConstants gate;
-    int lag;          ///< by how many blocks and pairs of rows its sums lie behind those of a step without
-    Bounds arriving;  ///< the pixels that exist of the sum before it
-    Bounds domain;    ///< the pixels that are wanted of it
+    int lag;           ///< by how many blocks and pairs of rows its sums lie behind those of a step without
+    Bounds arriving;   ///< the pixels that exist of the sum before it
+    Bounds domain;     ///< the pixels that are wanted of it
+    const int* place;  ///< of the rows in the blocks that arrive
     KeptBlock* blocks;
     KeptColumns* columns;
+    SumBlock* lastBlock;                      ///< that arrived with the tile before
     const unsigned char* rows[arrivingRows];  ///< of the input, from motionReach rows above the batch on
 
     /// `y` is the first row of the batch that arrives. Rows beyond the input repeat.
@@ -193,19 +224,9 @@ TQ_INLINE bool IsOpaque(const BlockPixels& pixels, const RowRange& rows) {
     return IsZero(all ^ opaque);
 }
 
-/// The places of rows that lie one after the other.
-struct RowsInOrder {
-    int place[arrivingRows];
-    constexpr RowsInOrder() : place() {
-        for (int r = 0; r < arrivingRows; ++r) {
-            place[r] = r;
-        }
-    }
-};
-constexpr RowsInOrder rowsInOrder;
-
-/// The last similarities of a block's columns, of which each row of a batch makes sums of five. In memory, as
-/// most levels have too few registers for them.
+/// The last similarities of a block's columns, of which each row of a batch makes sums of five: those of the
+/// first two rows and of the next two first, at every level. In memory, as most levels have too few registers
+/// for them.
 template <bool InRegisters>
 class History {
   public:
@@ -223,11 +244,8 @@ class History {
     /// Adds that of row r; returns the sum of the five rows that end with it.
     TQ_INLINE F Add(int r, int i, F s) {
         Write(_rows[historyRows + r] + i, s);
-        F sum = Read<F>(_rows[r] + i);
-        for (int n = 1; n < historyRows; ++n) {
-            sum += Read<F>(_rows[r + n] + i);
-        }
-        return sum + s;
+        const auto pair = [&](int n) { return Read<F>(_rows[r + n] + i) + Read<F>(_rows[r + n + 1] + i); };
+        return pair(0) + pair(2) + s;
     }
     void Keep(float (&kept)[historyRows][gatedBlock]) const {
         __builtin_memcpy(kept, _rows[batchRows], sizeof(kept));
@@ -237,38 +255,43 @@ class History {
     alignas(64) float _rows[historyRows + batchRows][gatedBlock];
 };
 
-/// The same where a block is one vector.
+/// The same where a block is one vector: the last similarity, and the last sums of two, each of which serves
+/// twice.
 template <>
 class History<true> {
   public:
-    TQ_INLINE explicit History(const float (&kept)[historyRows][gatedBlock]) {
-        for (int n = 0; n < historyRows; ++n) {
-            _rows[n] = Read<F>(kept[n]);
+    TQ_INLINE explicit History(const float (&kept)[historyRows][gatedBlock]) : _last(Read<F>(kept[0])) {
+        for (int n = 0; n < pairs; ++n) {
+            _pair[n] = Read<F>(kept[1 + n]);
         }
     }
-    TQ_INLINE F Last(int /*r*/, int /*i*/) const { return _rows[historyRows - 1]; }
+    TQ_INLINE F Last(int /*r*/, int /*i*/) const { return _last; }
     TQ_INLINE void RepeatUpwards(int /*r*/, int /*i*/, F s) {
-        for (F& row : _rows) {
-            row = s;
+        _last = s;
+        for (F& pair : _pair) {
+            pair = s + s;
         }
     }
     TQ_INLINE F Add(int /*r*/, int /*i*/, F s) {
-        F sum = _rows[0];
-        for (int n = 1; n < historyRows; ++n) {
-            sum += _rows[n];
-            _rows[n - 1] = _rows[n];
-        }
-        _rows[historyRows - 1] = s;
-        return sum + s;
+        const F sum = _pair[0] + _pair[2] + s;
+        _pair[0] = _pair[1];
+        _pair[1] = _pair[2];
+        _pair[2] = _last + s;
+        _last = s;
+        return sum;
     }
     TQ_INLINE void Keep(float (&kept)[historyRows][gatedBlock]) const {
-        for (int n = 0; n < historyRows; ++n) {
-            Write(kept[n], _rows[n]);
+        Write(kept[0], _last);
+        for (int n = 0; n < pairs; ++n) {
+            Write(kept[1 + n], _pair[n]);
         }
     }
 
   private:
-    F _rows[historyRows];
+    static constexpr int pairs = historyRows - 1;
+
+    F _last;
+    F _pair[pairs];  ///< the oldest first
 };
 
 }  // namespace

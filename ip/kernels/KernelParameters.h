@@ -58,7 +58,7 @@ constexpr std::int32_t gatedMostColumns = 2048;
 /// In the scratch: two tiles of sums, of four channels, with two rows and a block more than a batch and a
 /// tile, and the sums of the columns of similarities.
 constexpr std::int64_t gatedWorkFloats =
-    2 * (std::int64_t{4 * gatedBlock} * (2 + gatedBatchRows) * (1 + gatedTileBlocks) + gatedBlock) +
+    2 * (std::int64_t{4 * gatedBlock} * (2 + gatedBatchRows) * gatedTileBlocks) +
     std::int64_t{gatedBlock} * gatedBatchRows * (2 + gatedTileBlocks);
 /// And for each step two rows of sums and four of similarities of all blocks, and a block of a batch.
 constexpr std::int64_t gatedMostBlocks = gatedMostColumns / gatedBlock + 5;

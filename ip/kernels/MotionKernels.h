@@ -124,6 +124,15 @@ TQ_INLINE F SumOfWindow(const float* sums) {
     return sum;
 }
 
+#if TQ_LANES == 16
+/// The same of 16 pixels, from the sums of their columns, and of as many before and after them.
+TQ_INLINE F SumOfWindow(F before, F sums, F after) {
+    constexpr int first = lanes - motionReach;
+    return Shifted<first>(before, sums) + Shifted<first + 1>(before, sums) + sums + Shifted<1>(sums, after) +
+           Shifted<2>(sums, after);
+}
+#endif
+
 /// Two frames; the mask is written to all four channels.
 template <class Frame>
 struct DetectMotion {

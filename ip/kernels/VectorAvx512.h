@@ -74,6 +74,13 @@ TQ_INLINE I ByteDifferences(I a, I b) {
     return reinterpret_cast<I>(_mm512_sub_epi8(_mm512_max_epu8(x, y), _mm512_min_epu8(x, y)));
 }
 
+/// Sixteen elements of the row that `a` and `b` make, from element `First` on.
+template <int First>
+TQ_INLINE F Shifted(F a, F b) {
+    return reinterpret_cast<F>(
+        _mm512_alignr_epi32(reinterpret_cast<__m512i>(b), reinterpret_cast<__m512i>(a), First));
+}
+
 TQ_INLINE I RoundToNearest(F value) {
     return reinterpret_cast<I>(_mm512_cvtps_epi32(value));
 }
