@@ -29,7 +29,7 @@ void RemoveStaleConsumers(FilterBase& root);
 void OptimizeGraph(FilterBase& root);
 
 /// Source pictures of at most this many bytes may be held at once so that several filters can run as one.
-constexpr std::uint64_t mostBytesHeldByFusion = std::uint64_t{512} << 20;
+constexpr std::uint64_t mostBytesHeldByFusion = std::uint64_t{1} << 30;
 
 /// Replaces filters that can run as one (see FilterBase::Fuse), from the sink upstream; returns whether there
 /// were any. Regions and formats are known before, and are to be spread anew after.

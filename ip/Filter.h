@@ -49,6 +49,9 @@ class FilterBase : public std::enable_shared_from_this<FilterBase> {
     /// All consumers of this filter take `replacement` instead; this filter leaves the graph.
     void ReplaceBy(const std::shared_ptr<FilterBase>& replacement);
 
+    /// The number of the last walk over a graph that met this filter.
+    std::uint64_t lastWalk = 0;
+
     // State of one evaluation
     Bounds region = unsetBounds;           ///< union of all regions asked of this filter
     Bounds savedRegion = unsetBounds;      ///< what `region` restarts from when the graph was rewritten

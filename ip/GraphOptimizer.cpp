@@ -80,19 +80,22 @@ class Simplifier {
         while (!_pending.empty()) {
             const Handle filter = _pending.back();
             _pending.pop_back();
-            if (_visited.count(filter) == 0 && IsNext(*filter)) {
-                _visited.insert(filter);
+            if (!IsVisited(*filter) && IsNext(*filter)) {
+                _visited.insert(filter.get());
+                _held.push_back(filter);
                 Visit(filter);
             }
         }
     }
 
   private:
+    bool IsVisited(const FilterBase& filter) const { return _visited.count(&filter) != 0; }
+
     /// A filter that is not next is left for its last consumer to bring up again.
     bool IsNext(const FilterBase& filter) const {
-        const bool consumersVisited = std::all_of(
-            filter.consumers.begin(), filter.consumers.end(),
-            [&](FilterBase* consumer) { return _visited.count(consumer->shared_from_this()) != 0; });
+        const bool consumersVisited =
+            std::all_of(filter.consumers.begin(), filter.consumers.end(),
+                        [&](const FilterBase* consumer) { return IsVisited(*consumer); });
         const bool inGraph = &filter == &_root || !filter.consumers.empty();
         return inGraph && consumersVisited;
     }
@@ -153,13 +156,17 @@ class Simplifier {
     /// inputs.
     void GraphChanged() {
         RemoveStaleConsumers(_root);
-        const std::vector<Handle> graph = HoldGraph(_root);
-        _pending.insert(_pending.end(), graph.begin(), graph.end());
+        for (FilterBase* filter : WalkInputs(_root)) {
+            if (!IsVisited(*filter)) {
+                _pending.push_back(filter->shared_from_this());
+            }
+        }
     }
 
     FilterBase& _root;
     std::vector<Handle> _pending;
-    std::unordered_set<Handle> _visited;  // held, so that no new filter takes the address of a visited one
+    std::unordered_set<const FilterBase*> _visited;
+    std::vector<Handle> _held;  // those visited, so that no new filter takes the address of one
 };
 
 }  // namespace

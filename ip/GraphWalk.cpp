@@ -1,34 +1,77 @@
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
-#include <unordered_map>
-#include <unordered_set>
 #include <utility>
 
 #include "ip/Evaluation.h"
 
 namespace TQ::IP {
 
-std::vector<FilterBase*> WalkInputs(FilterBase& root) {
-    std::vector<FilterBase*> order;
-    std::unordered_set<const FilterBase*> seen;
-    std::vector<FilterBase*> stack{&root};
-    while (!stack.empty()) {
-        FilterBase* filter = stack.back();
-        stack.pop_back();
-        if (!seen.insert(filter).second) {
-            continue;
+namespace {
+
+/// One walk over a graph. Filters bear the number of the last walk that met them, since graphs are walked
+/// often and a set would cost more than all that is done on the way.
+class Walk {
+  public:
+    /// Whether the filter is met for the first time.
+    bool Meet(FilterBase& filter) const { return std::exchange(filter.lastWalk, _number) != _number; }
+    bool HasMet(const FilterBase& filter) const { return filter.lastWalk == _number; }
+
+    /// WalkInputs.
+    std::vector<FilterBase*> Inputs(FilterBase& root) const {
+        std::vector<FilterBase*> order;
+        std::vector<FilterBase*> stack{&root};
+        while (!stack.empty()) {
+            FilterBase* filter = stack.back();
+            stack.pop_back();
+            if (!Meet(*filter)) {
+                continue;
+            }
+            order.push_back(filter);
+            for (const std::shared_ptr<FilterBase>& input : filter->inputs) {
+                stack.push_back(input.get());
+            }
         }
-        order.push_back(filter);
-        for (const std::shared_ptr<FilterBase>& input : filter->inputs) {
-            stack.push_back(input.get());
+        return order;
+    }
+
+  private:
+    static std::uint64_t NextNumber() {
+        static std::atomic<std::uint64_t> last{0};  // graphs of several renders are walked at once
+        return ++last;
+    }
+    const std::uint64_t _number = NextNumber();
+};
+
+/// How many inputs of `consumer` `input` is.
+std::ptrdiff_t EdgesBetween(const FilterBase& input, const FilterBase& consumer) {
+    return std::count_if(consumer.inputs.begin(), consumer.inputs.end(),
+                         [&](const std::shared_ptr<FilterBase>& edge) { return edge.get() == &input; });
+}
+
+/// Takes all entries out of `consumers` that no edge of the graph stands for.
+void DropStaleConsumers(FilterBase& filter, const Walk& graph) {
+    std::vector<FilterBase*>& consumers = filter.consumers;
+    auto kept = consumers.begin();
+    for (FilterBase* const consumer : consumers) {
+        if (graph.HasMet(*consumer) &&
+            std::count(consumers.begin(), kept, consumer) < EdgesBetween(filter, *consumer)) {
+            *kept++ = consumer;
         }
     }
-    return order;
+    consumers.erase(kept, consumers.end());
+}
+
+}  // namespace
+
+std::vector<FilterBase*> WalkInputs(FilterBase& root) {
+    return Walk().Inputs(root);
 }
 
 std::vector<FilterBase*> WalkPostOrder(FilterBase& root) {
+    const Walk walk;
+    walk.Meet(root);
     std::vector<FilterBase*> order;
-    std::unordered_set<const FilterBase*> seen{&root};
     std::vector<std::pair<FilterBase*, std::size_t>> stack{{&root, 0}};
     while (!stack.empty()) {
         FilterBase* filter = stack.back().first;
@@ -36,7 +79,7 @@ std::vector<FilterBase*> WalkPostOrder(FilterBase& root) {
         if (next == filter->inputs.size()) {
             order.push_back(filter);
             stack.pop_back();
-        } else if (seen.insert(filter->inputs[next].get()).second) {
+        } else if (walk.Meet(*filter->inputs[next])) {
             stack.emplace_back(filter->inputs[next].get(), 0);
         }
     }
@@ -52,28 +95,21 @@ std::vector<std::shared_ptr<FilterBase>> HoldGraph(FilterBase& root) {
 }
 
 void RemoveStaleConsumers(FilterBase& root) {
-    const std::vector<FilterBase*> graph = WalkInputs(root);
-    std::unordered_map<const FilterBase*, std::vector<FilterBase*>> edgesTo;
-    for (FilterBase* consumer : graph) {
-        for (const std::shared_ptr<FilterBase>& input : consumer->inputs) {
-            edgesTo[input.get()].push_back(consumer);
+    const Walk walk;
+    const std::vector<FilterBase*> graph = walk.Inputs(root);
+    for (FilterBase* filter : graph) {
+        if (filter != &root) {
+            DropStaleConsumers(*filter, walk);
         }
     }
-    for (FilterBase* filter : graph) {
-        if (filter == &root) {
-            continue;
-        }
-        std::vector<FilterBase*>& missing = edgesTo[filter];
-        std::vector<FilterBase*> consumers;
-        for (FilterBase* consumer : filter->consumers) {
-            const auto edge = std::find(missing.begin(), missing.end(), consumer);
-            if (edge != missing.end()) {
+    for (FilterBase* consumer : graph) {
+        for (const std::shared_ptr<FilterBase>& input : consumer->inputs) {
+            std::vector<FilterBase*>& consumers = input->consumers;
+            const auto noted = std::count(consumers.begin(), consumers.end(), consumer);
+            if (noted < EdgesBetween(*input, *consumer)) {
                 consumers.push_back(consumer);
-                missing.erase(edge);
             }
         }
-        consumers.insert(consumers.end(), missing.begin(), missing.end());
-        filter->consumers = std::move(consumers);
     }
 }
 
