@@ -43,7 +43,7 @@ class GatedWalk {
             step.place = rowPlaces.After(stepsBefore);
             step.blocks = reinterpret_cast<KeptBlock*>(room);
             step.columns = reinterpret_cast<KeptColumns*>(step.blocks + gatedMostBlocks);
-            step.lastBlock = &step.columns->sums;
+            step.leftBlock = &step.columns->sums;
             room += gatedStepFloats;
         };
         for (int i = 0; i < p.pastFrames; ++i) {
@@ -154,11 +154,11 @@ class GatedWalk {
     void RunStep(const Rule& rule, int index, int block, int y, SumTile& tile) {
         const int lag = LagBefore(index);
         GatedStep& step = _step[index];
-        tile.Enter(step.lastBlock);
+        tile.Enter(step.leftBlock);
         StepOverTile<Frame, Rule>(step, rule, _gridX, block - lag, y - motionReach * lag, _work.columnSums,
                                   tile, _future)
             .Run();
-        step.lastBlock = tile.Leave();
+        step.leftBlock = tile.Leave();
     }
 
     template <class Format, class At>

@@ -130,7 +130,7 @@ struct GatedStep {
     const int* place;  ///< of the rows in the blocks that arrive
     KeptBlock* blocks;
     KeptColumns* columns;
-    SumBlock* lastBlock;                      ///< that arrived with the tile before
+    SumBlock* leftBlock;                      ///< that arrived with the tile before
     const unsigned char* rows[arrivingRows];  ///< of the input, from motionReach rows above the batch on
 
     /// `y` is the first row of the batch that arrives. Rows beyond the input repeat.
