@@ -136,11 +136,13 @@ std::optional<Joint> JointOf(const TemporalAddFilter& join) {
     return Joint{join.inputs[0], past, frame, mask->Limit()};
 }
 
-/// Bands of about one size, one for each thread where the picture is large enough: every cut costs the rows
-/// that both its sides compute.
+/// Bands of about one size, one for each thread where the picture is large enough: every cut costs the pixels
+/// that both its sides compute. Bands are half as wide where frames take more than a byte for each channel,
+/// as their pixels share the second-level cache with what the steps keep.
 struct GatedBands {
-    GatedBands(const Bounds& bounds, int threads)
-        : whole(bounds), columns((Width(bounds) + gatedMostColumns - 1) / gatedMostColumns) {
+    GatedBands(const Bounds& bounds, int channelBits, int threads) : whole(bounds) {
+        const int mostColumns = channelBits > 8 ? gatedMostColumns / 2 : gatedMostColumns;
+        columns = (Width(bounds) + mostColumns - 1) / mostColumns;
         rows =
             std::clamp((threads + columns - 1) / columns, 1, std::max(Height(bounds) / leastRowsOfBand, 1));
     }
@@ -259,7 +261,7 @@ void GatedSumFilter::RunHost(Host& runHost, Layer& target, const std::vector<Lay
     const std::int64_t floats = GatedSumScratchFloats(static_cast<std::int32_t>(inputs.size()));
     const SlotScratch scratch(runHost, floats * static_cast<std::int64_t>(sizeof(float)));
     _scratch = &scratch;
-    const GatedBands bands(target.Bounds(), ThreadSlots(runHost));
+    const GatedBands bands(target.Bounds(), layers.back()->ChannelBits(), ThreadSlots(runHost));
     ForParts(runHost, bands.columns * bands.rows,
              [&](int part, int slot) { RunHostRows(bands.At(part), slot); });
 }
