@@ -128,16 +128,28 @@ struct ChunkRows {
     }
 };
 
-/// A chunk of floats whose windows lie inside the lines, taken apart and put together sample by sample.
+/// A chunk of floats whose windows lie inside the lines, taken apart and put together in registers.
 TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& rows, int radius, const GaussConstants& constants,
                           GaussState& state) {
-    constexpr std::int64_t pixelBytes = Chunk<FloatStorage>::pixelBytes;
-    const std::int64_t leading = (radius + 1) * pixelBytes;
-    const std::int64_t trailing = -radius * pixelBytes;
+    constexpr int pixelBytes = Chunk<FloatStorage>::pixelBytes;
+    const std::int64_t leading = (static_cast<std::int64_t>(radius) + 1) * pixelBytes;
+    const std::int64_t trailing = -static_cast<std::int64_t>(radius) * pixelBytes;
     GaussState s = state;  // a copy, which the stores cannot change
-    for (std::int64_t at = 0; at < chunkLength * pixelBytes; at += pixelBytes) {
-        const F d = JoinRows(rows.input, at + leading) - JoinRows(rows.input, at + trailing);
-        SplitRows(rows.output, at, GaussStep(s, constants, d));
+    for (std::int64_t at = 0; at < chunkLength * pixelBytes; at += sizeof(F)) {
+        F lines[groupRows];
+        F samples[groupRows];
+        for (int r = 0; r < groupRows; ++r) {
+            const unsigned char* const input = rows.input[r] + at;
+            lines[r] = Read<F>(input + leading) - Read<F>(input + trailing);
+        }
+        InterleaveRows<pixelBytes>(lines, samples);
+        for (F& sample : samples) {
+            sample = GaussStep(s, constants, sample);
+        }
+        SeparateRows<pixelBytes>(samples, lines);
+        for (int r = 0; r < groupRows; ++r) {
+            Write(rows.output[r] + at, lines[r]);
+        }
     }
     state = s;
 }

@@ -145,12 +145,7 @@ TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     Write(target, PackShorts(value));
 }
 
-/// 16 bytes of each of two rows <-> one vector.
-TQ_INLINE F JoinRows(const unsigned char* const (&rows)[2], std::int64_t offset) {
-    return _mm256_insertf128_ps(_mm256_castps128_ps256(Read<__m128>(rows[0] + offset)),
-                                Read<__m128>(rows[1] + offset), 1);
-}
-
+/// A vector, 16 bytes of it to each of two rows.
 TQ_INLINE void SplitRows(unsigned char* const (&rows)[2], std::int64_t offset, F value) {
     Write(rows[0] + offset, _mm256_castps256_ps128(value));
     Write(rows[1] + offset, _mm256_extractf128_ps(value, 1));

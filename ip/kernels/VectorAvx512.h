@@ -217,14 +217,7 @@ TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     Write(target, _mm512_cvtepi32_epi16(reinterpret_cast<__m512i>(value)));
 }
 
-/// 16 bytes of each of four rows <-> one vector.
-TQ_INLINE F JoinRows(const unsigned char* const (&rows)[4], std::int64_t offset) {
-    __m512 v = _mm512_castps128_ps512(Read<__m128>(rows[0] + offset));
-    v = _mm512_insertf32x4(v, Read<__m128>(rows[1] + offset), 1);
-    v = _mm512_insertf32x4(v, Read<__m128>(rows[2] + offset), 2);
-    return _mm512_insertf32x4(v, Read<__m128>(rows[3] + offset), 3);
-}
-
+/// A vector, 16 bytes of it to each of four rows.
 TQ_INLINE void SplitRows(unsigned char* const (&rows)[4], std::int64_t offset, F value) {
     Write(rows[0] + offset, _mm512_castps512_ps128(value));
     Write(rows[1] + offset, _mm512_extractf32x4_ps(value, 1));

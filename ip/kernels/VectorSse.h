@@ -136,11 +136,7 @@ TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     Write<std::int64_t>(target, _mm_cvtsi128_si64(_mm_packs_epi32(asSigned, asSigned)));
 }
 
-/// 16 bytes of a row.
-TQ_INLINE F JoinRows(const unsigned char* const (&rows)[1], std::int64_t offset) {
-    return Read<F>(rows[0] + offset);
-}
-
+/// A vector to a row.
 TQ_INLINE void SplitRows(unsigned char* const (&rows)[1], std::int64_t offset, F value) {
     Write(rows[0] + offset, value);
 }
