@@ -12,7 +12,6 @@ namespace {
 
 using IP::Bounds;
 
-constexpr Bounds area{3, -2, 560, 75};
 constexpr Bounds window{9, 0, 555, 70};
 constexpr double lastBits = 1e-6;  ///< of sums about 1
 
@@ -26,7 +25,8 @@ struct Alone : Base {
 /// Graphs over frames that drift, with something that moves.
 class Fusion : public EveryFormat {
   protected:
-    FilterHandle Frame(int time, const Bounds& bounds = area) {
+    FilterHandle Frame(int time) { return Frame(time, area); }
+    FilterHandle Frame(int time, const Bounds& bounds) {
         return bench.Leaf(bounds, [=](int x, int y, int channel) {
             const bool moving = std::abs(x - 60 - 12 * time) < 20 && std::abs(y - 30) < 15;
             const double still = 0.3 + 0.3 * std::sin(0.05 * x + channel) + 0.02 * time;
@@ -85,7 +85,7 @@ class Fusion : public EveryFormat {
     }
 
     /// The bytes of a frame of the area, as the graph counts them.
-    static std::uint64_t BytesOfFrame(const FilterHandle& sum) {
+    std::uint64_t BytesOfFrame(const FilterHandle& sum) const {
         sum->SetRegion(area, sum->GetFormat());
         const FilterHandle& frame =
             sum->inputs[0]->inputs.empty() ? sum->inputs[0] : sum->inputs[0]->inputs[0];
@@ -93,6 +93,7 @@ class Fusion : public EveryFormat {
     }
 
     FilterBench bench{GetParam(), 3};
+    Bounds area{3, -2, 560, 75};
 };
 
 TEST_P(Fusion, GatedHalvesAreWhatTheirStepsAre) {
@@ -110,6 +111,13 @@ TEST_P(Fusion, GatedHalvesAreWhatTheirStepsAre) {
                 << c.past << " before, " << c.future << " after";
         }
     }
+}
+
+TEST_P(Fusion, WidePicturesFallIntoBandsOfColumns) {
+    area = {-7, 0, 2100, 17};
+    const double step = GetParam().bits == 32 ? 0 : 1.0 / GetParam().white;
+    const LayerHandle expected = bench.Render(Joined(false, 2, 2, 0), area, 32);
+    EXPECT_LE(bench.Error(bench.Render(Joined(true, 2, 2, 0), area, 32), expected), lastBits + step);
 }
 
 TEST_P(Fusion, AChainIsCutWhereFramesWouldTakeTooMuchMemory) {
