@@ -13,7 +13,6 @@ constexpr int tileBlocks = gatedTileBlocks;
 constexpr int aheadBlocks = gatedTileBlocks / 2;  ///< from a block to the one whose pixels are fetched ahead
 constexpr int historyRows = motionWindow - 1;
 constexpr int arrivingRows = motionReach + batchRows;
-constexpr int arrivingBlocks = 1 + tileBlocks;
 static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
 static_assert(batchRows >= historyRows && tileBlocks >= 2 && historyRows == 4);
 

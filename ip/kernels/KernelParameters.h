@@ -55,8 +55,8 @@ constexpr std::int32_t gatedBatchRows = 12;
 constexpr std::int32_t gatedTileBlocks = 8;
 constexpr std::int32_t gatedMostColumns = 2048;
 
-/// In the scratch: two tiles of sums, of four channels, with two rows and a block more than a batch and a
-/// tile, and the sums of the columns of similarities.
+/// In the scratch: two tiles of sums, of four channels, with two rows more than a batch, and the sums of the
+/// columns of similarities of a tile and two blocks.
 constexpr std::int64_t gatedWorkFloats =
     2 * (std::int64_t{4 * gatedBlock} * (2 + gatedBatchRows) * gatedTileBlocks) +
     std::int64_t{gatedBlock} * gatedBatchRows * (2 + gatedTileBlocks);
