@@ -9,7 +9,7 @@ namespace TQ::App {
 namespace {
 
 // Frames decoded beyond what the newest job needs, so that the next one does not wait.
-constexpr int decodeAhead = 2;
+constexpr int decodeAhead = 1;
 // Finished frames that may wait for the encoder, beyond one per job.
 constexpr int resultsAhead = 1;
 constexpr auto watchInterval = std::chrono::milliseconds(50);

@@ -24,16 +24,21 @@ constexpr struct {
     const char* options;
     const char* losslessOptions;  // for sources in red, green and blue
     bool wantsEvenSizes;          // along axes where chroma is subsampled
+    const char* largeOptions;     // more of them for large pictures, of which the encoder holds fewer
 } encoderSetups[] = {
     {"libx264", "preset=veryfast:crf=15:rc-lookahead=10:x264-params=sync-lookahead=0",
-     "preset=veryfast:qp=0:rc-lookahead=10", true},
-    {"libx264rgb", "preset=veryfast:crf=15", "preset=veryfast:qp=0:rc-lookahead=10", true},
+     "preset=veryfast:qp=0:rc-lookahead=10", true,
+     "rc-lookahead=4:x264-params=sync-lookahead=0\\:sliced-threads=1"},
+    {"libx264rgb", "preset=veryfast:crf=15", "preset=veryfast:qp=0:rc-lookahead=10", true, ""},
     {"libx265", "preset=medium:crf=16:x265-params=log-level=none",
-     "preset=fast:x265-params=lossless=1\\:log-level=none", true},
-    {"ffv1", "level=3:slicecrc=1", "level=3:slicecrc=1", false},
-    {"libvpx-vp9", "crf=18:b=0:row-mt=1", "lossless=1", false},
-    {"prores_ks", "profile=auto:vendor=apl0", "profile=auto:vendor=apl0", false},
+     "preset=fast:x265-params=lossless=1\\:log-level=none", true, ""},
+    {"ffv1", "level=3:slicecrc=1", "level=3:slicecrc=1", false, ""},
+    {"libvpx-vp9", "crf=18:b=0:row-mt=1", "lossless=1", false, ""},
+    {"prores_ks", "profile=auto:vendor=apl0", "profile=auto:vendor=apl0", false, ""},
 };
+
+// Pixels from which on the encoder's frames would be much of the memory that a render takes.
+constexpr std::int64_t largePicture = 6'000'000;
 
 // Encoders to try, in order, by file type: for YUV, and for red-green-blue or grey.
 const struct {
@@ -147,6 +152,10 @@ EncoderChoice MakeChoice(const AVCodec* codec, const FormatChoice& format, const
     EncoderChoice choice{codec, format.format, {}, {}};
     if (const auto* setup = Find(std::begin(encoderSetups), std::end(encoderSetups), codec->name)) {
         choice.options = IsDirect(output.format.pixelFormat) ? setup->losslessOptions : setup->options;
+        const bool isLarge = std::int64_t{output.format.width} * output.format.height >= largePicture;
+        if (isLarge && *setup->largeOptions) {
+            choice.options += std::string(":") + setup->largeOptions;
+        }
     }
     if (format.loss) {
         choice.warning = Quoted(output.path) + " does not keep all of the source: " + codec->name + " as " +
