@@ -51,6 +51,8 @@ class BlurStream {
     }
 
   private:
+    static constexpr int startRows = 16;  ///< that a state takes on each visit when it is formed
+
     const unsigned char* RingRow(int y) const {
         return _ring + Clamp(y, 0, _length - 1) % _ringRows * _rowBytes;
     }
@@ -60,11 +62,11 @@ class BlurStream {
         const int last = Smaller(y, _length - 1);
         while (_filled <= last) {
             RowGroup group{};
+            group.ahead = groupRows * _input.rowBytes;
             group.length = _input.bounds.x2 - _input.bounds.x1;
             group.firstOutput = _x1 - _input.bounds.x1;
             group.endOutput = _x2 - _input.bounds.x1;
             group.rows = Smaller(groupRows, _length - _filled);
-            PrefetchRows(_filled + groupRows);
             for (int channel = 0; channel < 4; channel += groupChannels) {
                 for (int r = 0; r < groupRows; ++r) {
                     const int row = _filled + Smaller(r, group.rows - 1);
@@ -74,16 +76,6 @@ class BlurStream {
                 BlurRows<Storage>(group, _p.alongX);
             }
             _filled += group.rows;
-        }
-    }
-
-    /// The rows of the next group, which the short rows of a band give the processor no chance to foresee.
-    void PrefetchRows(int y) const {
-        for (int r = y; r < Smaller(y + groupRows, _length); ++r) {
-            const unsigned char* row = PixelAt(_input, _x1, _input.bounds.y1 + r, 4 * sampleBytes);
-            for (int i = 0; i < (_x2 - _x1) * 4 * sampleBytes; i += 64) {
-                Prefetch<64>(row + i);
-            }
         }
     }
 
@@ -107,11 +99,20 @@ class BlurStream {
         for (int v = 0; v < _vectors; ++v) {
             _states[v] = GaussState{};
         }
-        for (int j = -_p.alongY.radius - 1; j <= _p.alongY.radius; ++j) {
-            const GaussStartWeights weights = MakeStartWeights(_p.alongY, j);
-            const unsigned char* row = RingRow(y + j);
+        for (int j = -_p.alongY.radius - 1; j <= _p.alongY.radius; j += startRows) {
+            const int count = Smaller(startRows, _p.alongY.radius + 1 - j);
+            GaussStartWeights weights[startRows];
+            const unsigned char* rows[startRows];
+            for (int r = 0; r < count; ++r) {
+                weights[r] = MakeStartWeights(_p.alongY, j + r);
+                rows[r] = RingRow(y + j + r);
+            }
             for (int v = 0; v < _vectors; ++v) {
-                AddToStart(_states[v], weights, Storage::LoadSamples(row + v * lanes * sampleBytes));
+                GaussState state = _states[v];
+                for (int r = 0; r < count; ++r) {
+                    AddToStart(state, weights[r], Storage::LoadSamples(rows[r] + v * lanes * sampleBytes));
+                }
+                _states[v] = state;
             }
         }
     }

@@ -16,6 +16,7 @@ constexpr int chunkLength = 64;  ///< divides GaussRestart
 /// A group of rows that are blurred together; where fewer are left the last one stands in for the missing.
 struct RowGroup {
     const unsigned char* input[groupRows];  ///< the first sample of the line
+    std::int64_t ahead;                     ///< from there to the line that a later group takes in its place
     int length;
     unsigned char* output[groupRows];  ///< where sample `firstOutput` goes
     int firstOutput, endOutput;        ///< the samples that are stored
@@ -34,10 +35,12 @@ struct Chunk {
     TQ_INLINE const unsigned char* Step(int i) const { return data + i * stepBytes; }
     TQ_INLINE unsigned char* Step(int i) { return data + i * stepBytes; }
 
-    /// Samples x to x + chunkLength - 1 of the lines; beyond their ends the end sample.
+    /// Samples x to x + chunkLength - 1 of the lines; beyond their ends the end sample. With `Fetches` those
+    /// of a later group are fetched.
+    template <bool Fetches>
     void Gather(const RowGroup& group, int x) {
         if (groupChannels == 4 && x >= 0 && x + chunkLength <= group.length) {
-            GatherInside(group, x);
+            GatherInside<Fetches>(group, x);
             return;
         }
         for (int i = 0; i < chunkLength; ++i) {
@@ -66,13 +69,18 @@ struct Chunk {
     }
 
   private:
+    template <bool Fetches>
     void GatherInside(const RowGroup& group, int x) {
         const std::int64_t start = static_cast<std::int64_t>(x) * pixelBytes;
         for (int offset = 0; offset < chunkLength * pixelBytes; offset += sizeof(F)) {
             F rows[groupRows];
             F columns[groupRows];
             for (int r = 0; r < groupRows; ++r) {
-                rows[r] = Read<F>(group.input[r] + start + offset);
+                const unsigned char* const input = group.input[r] + start + offset;
+                if constexpr (Fetches) {
+                    Prefetch<sizeof(F)>(input + group.ahead);
+                }
+                rows[r] = Read<F>(input);
             }
             InterleaveRows<pixelBytes>(rows, columns);
             for (int r = 0; r < groupRows; ++r) {
@@ -103,7 +111,7 @@ GaussState StartRows(const RowGroup& group, const GaussParameters& p, int x) {
     GaussState state{};
     Chunk<Storage> chunk;
     for (int j = -p.radius - 1; j <= p.radius; j += chunkLength) {
-        chunk.Gather(group, x + j);
+        chunk.template Gather<true>(group, x + j);
         const int count = Smaller(chunkLength, p.radius + 1 - j);
         for (int i = 0; i < count; ++i) {
             AddToStart(state, MakeStartWeights(p, j + i), Storage::LoadSamples(chunk.Step(i)));
@@ -117,9 +125,10 @@ GaussState StartRows(const RowGroup& group, const GaussParameters& p, int x) {
 template <class Storage>
 struct ChunkRows {
     const unsigned char* input[groupRows];
+    std::int64_t ahead;
     unsigned char* output[groupRows];
 
-    ChunkRows(const RowGroup& group, int x) {
+    ChunkRows(const RowGroup& group, int x) : ahead(group.ahead) {
         for (int r = 0; r < groupRows; ++r) {
             input[r] = group.input[r] + static_cast<std::int64_t>(x) * Chunk<Storage>::pixelBytes;
             output[r] = group.output[r] +
@@ -140,6 +149,7 @@ TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& rows, int radius, const
         F samples[groupRows];
         for (int r = 0; r < groupRows; ++r) {
             const unsigned char* const input = rows.input[r] + at;
+            Prefetch<sizeof(F)>(input + leading + rows.ahead);
             lines[r] = Read<F>(input + leading) - Read<F>(input + trailing);
         }
         InterleaveRows<pixelBytes>(lines, samples);
@@ -195,8 +205,8 @@ template <class Storage>
             }
         }
 #endif
-        leading.Gather(group, x + p.radius + 1);
-        trailing.Gather(group, x - p.radius);
+        leading.template Gather<true>(group, x + p.radius + 1);
+        trailing.template Gather<false>(group, x - p.radius);
 #if TQ_LANES >= 4
         if constexpr (isByte) {
             if (isStored) {
@@ -220,6 +230,7 @@ bool RunGaussRows(const ImageView& output, const ImageView* inputs, const Bounds
     const auto& p = *static_cast<const GaussParameters*>(parameters);
     const ImageView& input = inputs[0];
     RowGroup group{};
+    group.ahead = groupRows * input.rowBytes;
     group.length = input.bounds.x2 - input.bounds.x1;
     group.firstOutput = band.x1 - input.bounds.x1;
     group.endOutput = band.x2 - input.bounds.x1;
