@@ -230,7 +230,7 @@ class FilterRun {
             bytes += BytesOf(*layer);
         }
         const IP::Layer& output = _output.First();
-        return {bytes, _row.operations.For(_bits) * output.Width() * output.Height()};
+        return {bytes, _row.operations.For(_bits) * output.Width() * output.Height(), !_layers.empty()};
     }
 
   private:

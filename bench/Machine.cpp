@@ -178,9 +178,11 @@ const MachineBounds& MeasureMachine(int threads) {
     return found != known.end() ? found->second : known.emplace(threads, Measure(threads)).first->second;
 }
 
-double LeastSeconds(const MachineBounds& machine, double bytesMoved, double operations) {
+double LeastSeconds(const MachineBounds& machine, double bytesMoved, bool reads, double operations) {
     const double bandwidth =
-        std::max({machine.readBytesPerSecond, machine.copyBytesPerSecond, machine.writeBytesPerSecond});
+        reads
+            ? std::max({machine.readBytesPerSecond, machine.copyBytesPerSecond, machine.writeBytesPerSecond})
+            : machine.writeBytesPerSecond;
     const double operationsPerSecond = machine.multiplyAddsFlops / 2;
     return std::max(bytesMoved / bandwidth, operations / operationsPerSecond);
 }

@@ -15,8 +15,9 @@ struct MachineBounds {
 /// count return the first answer.
 const MachineBounds& MeasureMachine(int threads);
 
-/// The least seconds for reading and writing these bytes and for these operations, counted as Operations.h
-/// says: each takes as long as a multiply-add.
-double LeastSeconds(const MachineBounds& machine, double bytesMoved, double operations);
+/// The least seconds for moving these bytes, at the highest of the bandwidths, or at that of writing where
+/// nothing is read, and for these operations, counted as Operations.h says: each takes as long as a
+/// multiply-add.
+double LeastSeconds(const MachineBounds& machine, double bytesMoved, bool reads, double operations);
 
 }  // namespace TQ::Bench

@@ -14,6 +14,7 @@ namespace TQ::Bench {
 struct Work {
     double bytes;       ///< inputs read once, outputs written once
     double operations;  ///< as Operations.h counts them; 0 where they do not matter
+    bool reads = true;  ///< there are inputs
 };
 
 /// Adds the work and the least time for it on this machine with `threads` threads; the report adds the share
