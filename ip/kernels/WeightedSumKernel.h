@@ -7,12 +7,14 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
+constexpr int aheadBytes = 1024;
+
 /// One row of every input, from the same column on.
 struct SumInputs {
     const unsigned char* rows[weightedMostInputs];
 };
 
-/// `vectors` whole vectors. Prefetching is left to the processor, which follows this many rows.
+/// `vectors` whole vectors. Each row is fetched ahead, as some processors do not follow this many.
 template <class Frame>
 [[gnu::noinline]] void AddVectors(unsigned char* output, const SumInputs& inputs, int vectors,
                                   const WeightedSumParameters& p) {
@@ -24,7 +26,9 @@ template <class Frame>
             sum = Sum::Load(inputs.rows[0] + i * Sum::vectorBytes);
         }
         for (int f = first; f < p.inputs; ++f) {
-            const Pixel codes = Frame::LoadCodes(inputs.rows[f] + i * Frame::vectorBytes);
+            const unsigned char* const pixels = inputs.rows[f] + i * Frame::vectorBytes;
+            Prefetch<Frame::vectorBytes>(pixels + aheadBytes);
+            const Pixel codes = Frame::LoadCodes(pixels);
             const F q = codes.a * (p.weights[f] * Frame::unit);
             sum = {MultiplyAdd(codes.rgb, q * Frame::unit, sum.rgb), sum.a + q};
         }
