@@ -10,7 +10,9 @@ namespace {
 
 constexpr int batchRows = gatedBatchRows;
 constexpr int tileBlocks = gatedTileBlocks;
-constexpr int aheadBlocks = gatedTileBlocks / 2;  ///< from a block to the one whose pixels are fetched ahead
+/// From a block to the one whose pixels are fetched ahead; fewer where they take more room.
+template <class Format>
+constexpr int aheadBlocks = gatedTileBlocks / (Format::pixelBytes > 8 ? 4 : 2);
 constexpr int historyRows = motionWindow - 1;
 constexpr int arrivingRows = motionReach + batchRows;
 static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
@@ -142,8 +144,9 @@ struct GatedStep {
     /// From a block's pixels to those to be fetched ahead; beyond the last block those of the next batch.
     template <class Format>
     std::int64_t Ahead(int block, int firstBlock, int lastBlock) const {
-        const bool wraps = block + aheadBlocks > lastBlock;
-        const std::int64_t distance = wraps ? aheadBlocks - (lastBlock + 1 - firstBlock) : aheadBlocks;
+        constexpr int blocks = aheadBlocks<Format>;
+        const bool wraps = block + blocks > lastBlock;
+        const std::int64_t distance = wraps ? blocks - (lastBlock + 1 - firstBlock) : blocks;
         return distance * gatedBlock * Format::pixelBytes + (wraps ? batchRows * input->rowBytes : 0);
     }
 };
