@@ -144,9 +144,9 @@ struct GatedStep {
     /// From a block's pixels to those to be fetched ahead; beyond the last block those of the next batch.
     template <class Format>
     std::int64_t Ahead(int block, int firstBlock, int lastBlock) const {
-        constexpr int blocks = aheadBlocks<Format>;
-        const bool wraps = block + blocks > lastBlock;
-        const std::int64_t distance = wraps ? blocks - (lastBlock + 1 - firstBlock) : blocks;
+        constexpr int ahead = aheadBlocks<Format>;
+        const bool wraps = block + ahead > lastBlock;
+        const std::int64_t distance = wraps ? ahead - (lastBlock + 1 - firstBlock) : ahead;
         return distance * gatedBlock * Format::pixelBytes + (wraps ? batchRows * input->rowBytes : 0);
     }
 };
