@@ -24,7 +24,7 @@ TQ_INLINE int MixCodes(int a, int b, int fraction) {
 /// next.
 template <int First>
 TQ_INLINE Raw LoadNeighbours(const unsigned char* data, const std::int32_t (&offsets)[lanes]) {
-    // Loads instead of a gather, which takes longer on most processors.
+    // Loads, as gathers are slow on some processors.
     const auto at = [&](int i) { return Read<std::int64_t>(data + offsets[i + First]); };
 #if TQ_LANES == 16
     const auto group = [&](int i) { return _mm_set_epi64x(at(i + 1), at(i)); };
