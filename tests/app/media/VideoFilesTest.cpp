@@ -101,18 +101,13 @@ TEST(VideoFiles, TheDefaultCodecKeepsDepthAndFamily) {
     EXPECT_EQ(cropped.format.height, 16);
 }
 
-TEST(VideoFiles, LargePicturesHaveEncodersOfTheirOwnSetUp) {
+TEST(VideoFiles, LargePicturesHaveASetUpOfTheirOwn) {
     const TemporaryFolder folder;
-    for (const char* name : {"a.mp4", "a.mkv"}) {
-        VideoOutput output = OutputOf(folder / name, AV_PIX_FMT_YUV420P10LE, 3072, 2048, 2);
-        output.codec = output.path.extension() == ".mkv" ? "ffv1" : "";
-        const auto writer = CreateVideo(output);
-        const Picture picture(3072, 2048, SampleDepth::Short);
-        writer->Write(picture, {0, 0, 1});
-        writer->Write(picture, {1, 1, 1});
-        writer->Finish();
-        EXPECT_EQ(ReadAll(*OpenVideo(output.path)).size(), 2U) << name;
-    }
+    const VideoOutput output = OutputOf(folder / "a.mp4", AV_PIX_FMT_YUV420P, 3072, 2048, 1);
+    const auto writer = CreateVideo(output);
+    writer->Write(Picture(3072, 2048, SampleDepth::Byte), {0, 0, 1});
+    writer->Finish();
+    EXPECT_EQ(ReadAll(*OpenVideo(output.path)).size(), 1U);
 }
 
 TEST(VideoFiles, TagsRatesAndVariableTimeStampsAreKept) {
