@@ -3,7 +3,7 @@
 // One step of GatedSum over one tile: the sums that arrive are compared with a frame, gated by their
 // similarity and added to the frame. Included by the level files only; see Vector.h.
 
-#include "ip/kernels/GatedTiles.h"
+#include "ip/kernels/GatedEnds.h"
 #include "ip/kernels/PointKernels.h"
 
 namespace TQ::IP::TQ_LEVEL {
@@ -14,6 +14,8 @@ namespace {
 /// division by the limit's cube to the mask.
 template <class Frame>
 struct GateAndAdd {
+    static constexpr bool isLast = false;
+
     GateConstants gate;
 
     /// Of the weight of a sum.
@@ -39,9 +41,13 @@ struct GateAndAdd {
 };
 
 /// The join of two halves: compares a frame with the mean of the past half as a picture in the frame's
-/// format, with a mask in that format. What leaves is the sum itself.
+/// format, with a mask in that format. What leaves is the sum itself, and goes to the output where a block is
+/// wanted as a whole.
 template <class Frame>
 struct GateAndJoin {
+    static constexpr bool isLast = true;
+
+    const SumOutput<Pixels<FloatStorage, Frame::alpha>>& output;
     float inverseLimit, pastWeight, futureWeight;
 
     TQ_INLINE F Inverse(F weight) const { return InverseWeight(weight) * Frame::unit; }
@@ -66,22 +72,23 @@ struct FutureSums {
     const int* place;  ///< of the rows in its blocks
 };
 
-/// A tile's way through one step.
-template <class Frame, class Rule>
+/// A tile's way through one step. `Arriving` gives the sums that arrive; what leaves goes to the tile.
+template <class Frame, class Rule, class Arriving>
 class StepOverTile {
   public:
-    /// `block` and `y` are the first block and row of the sums that arrive in `tile`, `gridX` the x of
-    /// block 0.
-    StepOverTile(const GatedStep& step, const Rule& rule, int gridX, int block, int y, ColumnSums& columnSums,
-                 const SumTile& tile, const FutureSums& future)
+    /// `block` and `y` are the first block and row that arrive, `gridX` the x of block 0.
+    StepOverTile(const GatedStep& step, const Rule& rule, int gridX, int block, int y, float* columnSums,
+                 Arriving& arriving, const SumTile& tile, const FutureSums& future)
         : _step(step),
           _rule(rule),
           _gridX(gridX),
           _block(block),
+          _y(y),
           _topRow(step.arriving.y1 - y),
           _compared(step.arriving.y1, step.arriving.y2, y),
           _gated(step.domain.y1, step.domain.y2, y - motionReach),
-          _columnSums(columnSums),
+          _columnSums(columnSums, *step.columns),
+          _arriving(arriving),
           _tile(tile),
           _future(future),
           _pixels(step) {}
@@ -95,15 +102,11 @@ class StepOverTile {
             _block > lastGated + 1) {
             return;
         }
-        KeptColumns& kept = *_step.columns;
-        for (int r = 0; r < batchRows; ++r) {
-            __builtin_memcpy(_columnSums[r], kept.columnSums[r], sizeof(kept.columnSums[r]));
-        }
         for (int i = 0; i < tileBlocks; ++i) {
             const int block = _block + i;
             const bool isCompared = block >= firstArriving && block <= lastArriving;
             const bool isGated = block > firstGated && block <= lastGated + 1;
-            const std::int64_t ahead = _step.template Ahead<Frame>(block, firstArriving, lastArriving);
+            const Ahead<Frame> ahead(block, firstArriving, lastArriving);
             if (isCompared && isGated && block < lastArriving && AreWhole(i)) {
                 CompareAndGate(i, ahead);
                 continue;
@@ -121,33 +124,36 @@ class StepOverTile {
                 Gate(i);
             }
         }
-        for (int r = 0; r < batchRows; ++r) {
-            __builtin_memcpy(kept.columnSums[r], _columnSums[r] + tileBlocks * gatedBlock,
-                             sizeof(kept.columnSums[r]));
-        }
+        _columnSums.Keep();
     }
 
   private:
-    static constexpr int columnSumsOfRow = (2 + tileBlocks) * gatedBlock;
+    using Columns = ColumnSums<lanes == gatedBlock>;
 
     int BlockOf(int x) const { return (x - _gridX) / gatedBlock; }
-    /// The index in a row of the column sums.
+    /// Counted from the column that block -2 of the tile begins with.
     int ColumnOf(int x) const { return x - _gridX + (2 - _block) * gatedBlock; }
+
+    void RepeatColumn(int from, int to) {
+        const float* const source = _columnSums.Block(from / gatedBlock - 2) + from % gatedBlock;
+        float* const target = _columnSums.Block(to / gatedBlock - 2) + to % gatedBlock;
+        for (int r = 0; r < batchRows; ++r) {
+            target[r * Columns::rowFloats] = source[r * Columns::rowFloats];
+        }
+    }
 
     /// Columns before the first one that exists, as far as a window reaches, are like it.
     void RepeatLeft(int first) {
-        for (auto& row : _columnSums) {
-            row[first - 1] = row[first - 2] = row[first];
+        for (int c = 1; c <= motionReach; ++c) {
+            RepeatColumn(first, first - c);
         }
     }
 
     /// So are those after the last one, as far as they lie in block i of the tile.
     void RepeatRight(int i, int last) {
-        for (auto& row : _columnSums) {
-            for (int c = last + 1; c <= last + motionReach; ++c) {
-                if (c / gatedBlock == i + 2) {
-                    row[c] = row[last];
-                }
+        for (int c = last + 1; c <= last + motionReach; ++c) {
+            if (c / gatedBlock == i + 2) {
+                RepeatColumn(last, c);
             }
         }
     }
@@ -156,45 +162,45 @@ class StepOverTile {
     /// exist. (With fewer registers than AVX-512 has it is faster to do the one after the other everywhere.)
     bool AreWhole(int i) const {
         return lanes == gatedBlock && _compared.IsWhole() && _gated.IsWhole() && _topRow < 0 &&
-               _pixels.Covers(XOf(i)) && _pixels.Covers(XOf(i - 1));
+               _pixels.Covers(XOf(i)) && _pixels.Covers(XOf(i - 1)) && _arriving.Covers(XOf(i)) &&
+               _arriving.Covers(XOf(i - 1));
     }
 
     int XOf(int i) const { return _gridX + (_block + i) * gatedBlock; }
 
     /// Similarities of the frame to the sums that arrive in block i of the tile, added up in columns of five.
+    template <bool Opaque>
     class Comparison {
       public:
-        TQ_INLINE Comparison(StepOverTile& s, int i, std::int64_t ahead)
+        TQ_INLINE Comparison(StepOverTile& s, int i, const Ahead<Frame>& ahead)
             : _rule(s._rule),
               _kept(s._step.blocks[s._block + i]),
               _frame(s._pixels.Block(s.XOf(i))),
-              _sums(s._tile.Block(i + 1)),
-              _place(s._step.place + motionReach),
-              _columnSums(s._columnSums[0] + (i + 2) * gatedBlock),
+              _sums(s._arriving, i, s.XOf(i), ahead),
+              _columnSums(s._columnSums.Block(i)),
               _rows(s._compared),
               _topRow(s._topRow),
-              _ahead(ahead),
+              _ahead(ahead.BytesIn(*s._step.input)),
               _history(_kept.history) {
             for (int r = 0; r < motionReach; ++r) {
-                Prefetch<gatedBlock * Frame::pixelBytes>(_frame.Row(r) + ahead);
+                Prefetch<gatedBlock * Frame::pixelBytes>(_frame.Row(r) + _ahead);
             }
         }
 
         /// Of the weight of the sum in row r.
-        TQ_INLINE F Inverse(int r, int v) const {
-            return _rule.Inverse(Read<F>(_sums[_place[r]].plane[3] + v));
-        }
+        TQ_INLINE F Inverse(int r, int v) const { return _rule.Inverse(_sums.template Load<Opaque>(r, v).a); }
 
         TQ_INLINE F Similarity(int r, int v, F inverse) const {
             const unsigned char* const pixels = _frame.Row(motionReach + r) + v * Frame::pixelBytes;
             Prefetch<Frame::vectorBytes>(pixels + _ahead);
-            return _rule.Similarity(pixels, _sums[_place[r]].Load(v).rgb, inverse);
+            _sums.Fetch(r, v);
+            return _rule.Similarity(pixels, _sums.template Load<Opaque>(r, v).rgb, inverse);
         }
 
         /// Returns the sums of the columns of five that end with row r, whose similarity is s.
         TQ_INLINE F AddRow(int r, int v, F s) {
             const F sums = _history.Add(r, v, s);
-            Write(_columnSums + r * columnSumsOfRow + v, sums);
+            Write(_columnSums + r * Columns::rowFloats + v, sums);
             return sums;
         }
 
@@ -218,8 +224,7 @@ class StepOverTile {
         const Rule _rule;
         KeptBlock& _kept;
         const BlockPixels _frame;
-        const SumCell* const _sums;
-        const int* const _place;
+        const typename Arriving::template Compared<Frame> _sums;
         float* const _columnSums;
         const RowRange _rows;
         const int _topRow;
@@ -227,77 +232,119 @@ class StepOverTile {
         History<lanes == gatedBlock> _history;
     };
 
-    [[gnu::noinline]] void Compare(int i, std::int64_t ahead) {
-        Comparison comparison(*this, i, ahead);
+    [[gnu::noinline]] void Compare(int i, const Ahead<Frame>& ahead) {
+        Comparison<false> comparison(*this, i, ahead);
         comparison.AddRows();
         comparison.Finish();
     }
 
-    /// The gated sums of the block before block i of the tile, in their places. The first two rows arrived
-    /// with the batch before, the block before the first one with the tile before.
-    template <bool Opaque>
+    /// What a step may leave out: the products with alpha where all pixels are opaque, or the tile where its
+    /// sums are the last.
+    enum class Way { General, Opaque, Last };
+
+    /// The gated sums of the block before block i of the tile, in their places.
+    template <Way way>
     class Gating {
       public:
-        TQ_INLINE Gating(const StepOverTile& s, int i, const BlockPixels& frame)
+        static constexpr bool isOpaque = way == Way::Opaque;
+
+        /// `frame` and `first` are the block's pixels in the frame, and where the sums are a frame, in that.
+        TQ_INLINE Gating(const StepOverTile& s, int i, const BlockPixels& frame, const BlockPixels& first)
             : _rule(s._rule),
-              _kept(s._step.blocks[s._block + i - 1]),
               _frame(frame),
+              _arriving(s._arriving, i, first),
               _place(s._step.place),
               _sums(s._tile.Block(i)),
-              _columnSums(s._columnSums[0] + (i + 1) * gatedBlock),
               _futurePlace(s._future.place),
-              _future(s._future.tile.Block(i + 1)) {}
-
-        /// The sums of the columns around the pixel, in row r.
-        TQ_INLINE const float* ColumnSums(int r) const { return _columnSums + r * columnSumsOfRow; }
+              _future(s._future.tile.Block(i + 1)) {
+            if constexpr (way == Way::Last) {
+                _output = _rule.output.At(s.XOf(i - 1), s._y - motionReach);
+                _outputRowBytes = _rule.output.RowBytes();
+            }
+        }
 
         /// One of the two first rows, and one of the others. `window` gives the sum of the windows from a
         /// pixel on.
         template <class Window>
         TQ_INLINE void UpperRow(int r, Window window) {
-            Row(r, _kept.sums[r], window);
+            Row(
+                r, window, [&](int v, const SumCell& inPlace) __attribute__((always_inline)) {
+                    return _arriving.template LoadUpper<isOpaque>(r, v, inPlace);
+                });
         }
         template <class Window>
         TQ_INLINE void LowerRow(int r, Window window) {
-            Row(r, _sums[_place[r]], window);
+            Row(
+                r, window, [&](int v, const SumCell& inPlace) __attribute__((always_inline)) {
+                    return _arriving.template LoadLower<isOpaque>(r, v, inPlace);
+                });
         }
 
         /// Keeps the last rows for the next batch.
         TQ_INLINE void Finish() {
             for (int r = 0; r < motionReach; ++r) {
-                _kept.sums[r] = _sums[_place[batchRows + r]];
+                _arriving.Keep(r, _sums[_place[batchRows + r]]);
             }
         }
 
       private:
-        template <class Window>
-        TQ_INLINE void Row(int r, const SumCell& from, Window window) {
+        template <class Window, class Load>
+        TQ_INLINE void Row(int r, Window window, Load load) {
             SumCell& to = _sums[_place[r]];
             const SumCell& future = _future[_futurePlace[motionReach + r]];
             const unsigned char* pixels = _frame.Row(r);
             for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
-                to.Store(v, _rule.template At<Opaque>(pixels, from.Load(v), window(v), future.Load(v)));
+                const Pixel sum = _rule.template At<isOpaque>(pixels, load(v, to), window(v), future.Load(v));
+                if constexpr (way == Way::Last) {
+                    _rule.output.Store(
+                        _output + r * _outputRowBytes + v * 4 * static_cast<int>(sizeof(float)), sum);
+                } else {
+                    to.Store(v, sum);
+                }
             }
         }
 
         const Rule _rule;
-        KeptBlock& _kept;
         const BlockPixels _frame;
+        const typename Arriving::Gated _arriving;
         const int* const _place;
         SumCell* const _sums;
-        const float* const _columnSums;
         const int* const _futurePlace;
         const SumCell* const _future;
+        unsigned char* _output = nullptr;  ///< of the block's first pixel
+        std::int64_t _outputRowBytes = 0;
     };
 
-    template <bool Opaque>
-    TQ_INLINE void GateRows(int i, const BlockPixels& frame) {
-        Gating<Opaque> gating(*this, i, frame);
-        const auto window = [&gating](int r) {
-            return [sums = gating.ColumnSums(r)](int v) __attribute__((always_inline)) {
-                return SumOfWindow(sums + v);
+    /// The way of the rows of block i - 1, whose pixels are those of Gating.
+    Way WayOf(int i, const BlockPixels& frame, const BlockPixels& first, const RowRange& rows) const {
+        if constexpr (Rule::isLast) {
+            return _rule.output.IsWhole(XOf(i - 1)) ? Way::Last : Way::General;
+        } else {
+            return IsOpaque<Frame>(frame, rows) && _arriving.AreOpaque(first, rows) ? Way::Opaque
+                                                                                    : Way::General;
+        }
+    }
+    static constexpr Way otherWay = Rule::isLast ? Way::Last : Way::Opaque;
+
+    template <Way way>
+    TQ_INLINE void GateRows(int i, const BlockPixels& frame, const BlockPixels& first) {
+        Gating<way> gating(*this, i, frame, first);
+        const float* const sums = _columnSums.Block(i - 1);
+#if TQ_LANES == 16
+        const float* const before = _columnSums.Block(i - 2);
+        const float* const after = _columnSums.Block(i);
+        const auto window = [=](int r) {
+            return [ =, row = r * Columns::rowFloats ](int) __attribute__((always_inline)) {
+                return SumOfWindow(Read<F>(before + row), Read<F>(sums + row), Read<F>(after + row));
             };
         };
+#else
+        const auto window = [=](int r) {
+            return [row = sums + r * Columns::rowFloats](int v) __attribute__((always_inline)) {
+                return SumOfWindow(row + v);
+            };
+        };
+#endif
         int r = _gated.first;
         for (; r < Smaller(motionReach, _gated.end); ++r) {
             gating.UpperRow(r, window(r));
@@ -310,25 +357,29 @@ class StepOverTile {
 
     [[gnu::noinline]] void Gate(int i) {
         const BlockPixels frame = _pixels.Block(XOf(i - 1));
-        if (IsOpaque<Frame>(frame, _gated)) {
-            GateRows<true>(i, frame);
+        const BlockPixels first = _arriving.Frame(XOf(i - 1));
+        if (WayOf(i, frame, first, _gated) == otherWay) {
+            GateRows<otherWay>(i, frame, first);
         } else {
-            GateRows<false>(i, frame);
+            GateRows<Way::General>(i, frame, first);
         }
     }
 
 #if TQ_LANES == 16
     /// Each row is gated while the next one is compared and the weight of the one after it inverted: so no
     /// operation waits for the one just before it.
-    template <bool Opaque>
-    TQ_INLINE void CompareAndGateRows(int i, std::int64_t ahead, const BlockPixels& frame) {
-        Comparison comparison(*this, i, ahead);
-        Gating<Opaque> gating(*this, i, frame);
+    template <Way way>
+    TQ_INLINE void CompareAndGateRows(int i, const Ahead<Frame>& ahead, const BlockPixels& frame,
+                                      const BlockPixels& first) {
+        Comparison<way == Way::Opaque> comparison(*this, i, ahead);
+        Gating<way> gating(*this, i, frame, first);
         F columns = comparison.AddRow(0, 0, comparison.Similarity(0, 0, comparison.Inverse(0, 0)));
         F inverse = comparison.Inverse(1, 0);
+        const float* const before = _columnSums.Block(i - 2);
+        const float* const sums = _columnSums.Block(i - 1);
         const auto window = [&](int r) __attribute__((always_inline)) {
-            return [ at = gating.ColumnSums(r), columns ](int) __attribute__((always_inline)) {
-                return SumOfWindow(Read<F>(at - lanes), Read<F>(at), columns);
+            return [ =, row = r * Columns::rowFloats ](int) __attribute__((always_inline)) {
+                return SumOfWindow(Read<F>(before + row), Read<F>(sums + row), columns);
             };
         };
         const auto next = [&](int r) __attribute__((always_inline)) {
@@ -353,25 +404,28 @@ class StepOverTile {
 
     /// Compares block i and gates the block before it, since the one is more arithmetic and the other more
     /// traffic.
-    [[gnu::noinline]] void CompareAndGate(int i, std::int64_t ahead) {
+    [[gnu::noinline]] void CompareAndGate(int i, const Ahead<Frame>& ahead) {
         const BlockPixels frame = _pixels.Block(XOf(i - 1));
-        if (IsOpaque<Frame>(frame, RowRange())) {
-            CompareAndGateRows<true>(i, ahead, frame);
+        const BlockPixels first = _arriving.Frame(XOf(i - 1));
+        if (WayOf(i, frame, first, RowRange()) == otherWay &&
+            _arriving.AreOpaque(_arriving.Frame(XOf(i)).FromRow(motionReach), RowRange())) {
+            CompareAndGateRows<otherWay>(i, ahead, frame, first);
         } else {
-            CompareAndGateRows<false>(i, ahead, frame);
+            CompareAndGateRows<Way::General>(i, ahead, frame, first);
         }
     }
 #else
-    void CompareAndGate(int /*i*/, std::int64_t /*ahead*/) {
+    void CompareAndGate(int /*i*/, const Ahead<Frame>& /*ahead*/) {
     }  // no block is one vector
 #endif
 
     const GatedStep& _step;
     const Rule _rule;
-    const int _gridX, _block;
+    const int _gridX, _block, _y;
     const int _topRow;  ///< of the sums that exist, counted from the batch
     const RowRange _compared, _gated;
-    ColumnSums& _columnSums;
+    const Columns _columnSums;
+    Arriving& _arriving;
     const SumTile& _tile;
     const FutureSums& _future;
     BatchPixels<Frame> _pixels;

@@ -24,9 +24,8 @@ class GatedWalk {
     GatedWalk(const ImageView& output, const ImageView* inputs, const Bounds& band,
               const GatedSumParameters& p)
         : _p(p),
-          _output(output),
+          _output(output, band),
           _band(band),
-          _stream(IsStreamed(output, Sum::pixelBytes)),
           _joins(p.pastFrames > 0),
           _work(*reinterpret_cast<GatedWork*>(p.scratch)),
           _past(_work.past),
@@ -68,7 +67,9 @@ class GatedWalk {
     void Run(RowsWalked& walked) {
         const GatedStep& past = _step[0];
         const GatedStep& future = _step[_p.pastFrames];
-        _gridX = Smaller(past.domain.x1, future.domain.x1);
+        // Blocks begin where the band does, so that what leaves the band is whole.
+        const int left = Smaller(past.domain.x1, future.domain.x1);
+        _gridX = _band.x1 - (_band.x1 - left + gatedBlock - 1) / gatedBlock * gatedBlock;
         const int blocks = (_band.x2 - _gridX + gatedBlock - 1) / gatedBlock + _lag;
         int y = Smaller(past.domain.y1 + motionReach * past.lag, future.domain.y1 + motionReach * future.lag);
         for (; y - motionReach * _lag < _band.y2; y += batchRows) {
@@ -124,7 +125,7 @@ class GatedWalk {
         RunHalf(_p.pastFrames, _p.futureFrames, _p.startsFromSum[1], block, y, _future.tile);
         if (_joins) {
             RunHalf(0, _p.pastFrames, _p.startsFromSum[0], block, y, _past);
-            const GateAndJoin<Frame> rule{_p.inverseLimit, _step[_p.pastFrames - 1].weight,
+            const GateAndJoin<Frame> rule{_output, _p.inverseLimit, _step[_p.pastFrames - 1].weight,
                                           _step[_steps - 2].weight};
             RunStep(rule, _steps - 1, block, y, _past);
         }
@@ -132,31 +133,38 @@ class GatedWalk {
     }
 
     void RunHalf(int first, int count, bool startsFromSum, int block, int y, SumTile& tile) {
+        int next = first + 1;
         if (startsFromSum) {
             const float scale = 1.0F / _step[first].weight;
             Start<Sum>(_step[first], block, y, tile, [scale](const unsigned char* sum) {
                 const Pixel s = Sum::Load(sum);
                 return Pixel{s.rgb * Splat(scale * Frame::Storage::white), s.a * scale};
             });
+        } else if (count == 1) {
+            Start<Frame>(_step[first], block, y, tile, SumOfFrame<Frame, false>);
         } else {
-            Start<Frame>(_step[first], block, y, tile, [](const unsigned char* frame) {
-                const Pixel codes = Frame::LoadCodes(frame);
-                const F alpha = codes.a * Frame::unit;
-                return Pixel{codes.rgb * alpha, alpha};
-            });
+            SumsOfFrame<Frame> sums(_step[first]);
+            RunStep(GateAndAdd<Frame>{_step[next].gate}, next, block, y, tile, sums);
+            ++next;
         }
-        for (int i = first + 1; i < first + count; ++i) {
-            RunStep(GateAndAdd<Frame>{_step[i].gate}, i, block, y, tile);
+        for (; next < first + count; ++next) {
+            RunStep(GateAndAdd<Frame>{_step[next].gate}, next, block, y, tile);
         }
     }
 
     template <class Rule>
     void RunStep(const Rule& rule, int index, int block, int y, SumTile& tile) {
+        const SumsInTile sums(_step[index], block - LagBefore(index), tile);
+        RunStep(rule, index, block, y, tile, sums);
+    }
+
+    template <class Rule, class Arriving>
+    void RunStep(const Rule& rule, int index, int block, int y, SumTile& tile, Arriving& arriving) {
         const int lag = LagBefore(index);
         GatedStep& step = _step[index];
         tile.Enter(step.leftBlock);
-        StepOverTile<Frame, Rule>(step, rule, _gridX, block - lag, y - motionReach * lag, _work.columnSums,
-                                  tile, _future)
+        StepOverTile<Frame, Rule, Arriving>(step, rule, _gridX, block - lag, y - motionReach * lag,
+                                            _work.columnSums, arriving, tile, _future)
             .Run();
         step.leftBlock = tile.Leave();
     }
@@ -173,7 +181,7 @@ class GatedWalk {
                 continue;
             }
             const BlockPixels source = pixels.Block(_gridX + block * gatedBlock);
-            const std::int64_t ahead = step.template Ahead<Format>(block, firstBlock, lastBlock);
+            const std::int64_t ahead = Ahead<Format>(block, firstBlock, lastBlock).BytesIn(*step.input);
             SumCell* const sums = tile.Block(i + 1);
             for (int r = rows.first; r < rows.end; ++r) {
                 const unsigned char* row = source.Row(motionReach + r);
@@ -185,41 +193,41 @@ class GatedWalk {
         }
     }
 
-    /// The sums of the last step, of the tile from `block` and row y on. Through a buffer, since nothing
-    /// reads the rows soon.
+    /// The sums of the last step, of the tile from `block` and row y on. A join has stored whole blocks.
     void StoreTile(int block, int y) const {
         const SumTile& tile = _joins ? _past : _future.tile;
         const int* const places = _joins ? rowPlaces.After(_p.pastFrames) : _future.place;
         const RowRange rows(_band.y1, _band.y2, y);
-        const int x = _gridX + block * gatedBlock;
-        const int x1 = x > _band.x1 ? x : _band.x1;
-        const int x2 = Smaller(x + tileBlocks * gatedBlock, _band.x2);
-        if (x1 >= x2) {
-            return;
-        }
-        // A joined sum has been through this.
         const F weight = Splat(_joins ? 1.0F : _step[_steps - 1].weight);
         const F color = _joins ? weight : weight * Frame::unit;
-        alignas(64) unsigned char buffer[tileBlocks * gatedBlock * Sum::pixelBytes];
-        for (int r = rows.first; r < rows.end; ++r) {
-            const int place = places[motionReach + r];
-            for (int i = (x1 - x) / gatedBlock; i * gatedBlock < x2 - x; ++i) {
+        for (int i = 0; i < tileBlocks; ++i) {
+            const int x = _gridX + (block + i) * gatedBlock;
+            const bool isWhole = _output.IsWhole(x);
+            if ((isWhole && _joins) || x >= _band.x2 || x + gatedBlock <= _band.x1) {
+                continue;
+            }
+            for (int r = rows.first; r < rows.end; ++r) {
+                alignas(64) unsigned char part[gatedBlock * Sum::pixelBytes];
                 for (int v = 0; v < gatedBlock; v += lanes) {
-                    const Pixel sum = tile.Block(i + 1)[place].Load(v);
-                    Sum::Store(buffer + (i * gatedBlock + v) * Sum::pixelBytes,
-                               {sum.rgb * color, sum.a * weight});
+                    const Pixel sum = tile.Block(i + 1)[places[motionReach + r]].Load(v);
+                    const Pixel result{sum.rgb * color, sum.a * weight};
+                    if (isWhole) {
+                        _output.Store(_output.At(x + v, y + r), result);
+                    } else {
+                        Sum::Store(part + v * Sum::pixelBytes, result);
+                    }
+                }
+                if (!isWhole) {
+                    _output.StorePart(x, y + r, part);
                 }
             }
-            CopyOrStream(PixelAt(_output, x1, y + r, Sum::pixelBytes), buffer + (x1 - x) * Sum::pixelBytes,
-                         (x2 - x1) * Sum::pixelBytes, _stream);
         }
     }
 
     const GatedSumParameters& _p;
-    const ImageView& _output;
+    const SumOutput<Sum> _output;
     const Bounds _band;
-    const bool _stream;  ///< the output goes past the caches
-    const bool _joins;   ///< there is a past half, and the last step joins it to the future half
+    const bool _joins;  ///< there is a past half, and the last step joins it to the future half
     GatedWork& _work;
     SumTile _past;
     FutureSums _future;

@@ -93,9 +93,6 @@ class SumTile {
     SumBlock* _blocks[1 + tileBlocks];
 };
 
-/// The sums of the five similarities above each other, of a tile and the two blocks before it.
-using ColumnSums = float[batchRows][(2 + tileBlocks) * gatedBlock];
-
 /// What a step keeps of a block from batch to batch.
 struct KeptBlock {
     SumCell sums[motionReach];
@@ -105,13 +102,13 @@ struct KeptBlock {
 /// What a step keeps from tile to tile.
 struct KeptColumns {
     SumBlock sums;  ///< the first ones; they change places with others
-    float columnSums[batchRows][2 * gatedBlock];
+    float columnSums[batchRows * 2 * gatedBlock];
 };
 
 /// What the steps work on in turn.
 struct GatedWork {
     SumBlock past[tileBlocks], future[tileBlocks];
-    alignas(64) ColumnSums columnSums;
+    alignas(64) float columnSums[batchRows * (2 + tileBlocks) * gatedBlock];
 };
 
 static_assert(sizeof(GatedWork) == gatedWorkFloats * sizeof(float));
@@ -119,6 +116,54 @@ static_assert(gatedMostBlocks * sizeof(KeptBlock) + sizeof(KeptColumns) == gated
 // The columns of a band, what all steps reach beyond it on both sides, and parts of blocks at both ends.
 static_assert(gatedMostColumns + 2 * motionReach * (gatedMostFrames / 2 + 1) + 2 * gatedBlock <=
               gatedMostBlocks * gatedBlock);
+
+/// The sums of the five similarities above each other, of the blocks of a tile from -2 on: of the two blocks
+/// before it they were kept, those of its last two are to be kept. Where a block is several vectors its rows
+/// go on in the next block, so that windows are read across the blocks.
+template <bool BlockIsVector>
+class ColumnSums {
+  public:
+    static constexpr int rowFloats = (2 + tileBlocks) * gatedBlock;
+
+    ColumnSums(float* work, KeptColumns& kept) : _work(work), _kept(kept.columnSums) {
+        for (int r = 0; r < batchRows; ++r) {
+            __builtin_memcpy(_work + r * rowFloats, _kept + r * 2 * gatedBlock,
+                             2 * gatedBlock * sizeof(float));
+        }
+    }
+    void Keep() const {
+        for (int r = 0; r < batchRows; ++r) {
+            __builtin_memcpy(_kept + r * 2 * gatedBlock, _work + r * rowFloats + tileBlocks * gatedBlock,
+                             2 * gatedBlock * sizeof(float));
+        }
+    }
+    /// Block i of the tile, rows rowFloats apart.
+    TQ_INLINE float* Block(int i) const { return _work + (i + 2) * gatedBlock; }
+
+  private:
+    float* const _work;
+    float* const _kept;
+};
+
+template <>
+class ColumnSums<true> {
+  public:
+    static constexpr int rowFloats = gatedBlock;
+
+    ColumnSums(float* work, KeptColumns& kept) : _work(work), _kept(kept.columnSums) {}
+    void Keep() const {}
+    TQ_INLINE float* Block(int i) const {
+        constexpr int block = batchRows * gatedBlock;
+        const int last = i - (tileBlocks - 2);
+        return last >= 0 ? _kept + last * block : (i < 0 ? _kept + (i + 2) * block : _work + i * block);
+    }
+
+  private:
+    static_assert(tileBlocks >= 4, "what was kept has been read when its place is written");
+
+    float* const _work;
+    float* const _kept;
+};
 
 /// One step of a chain and what it keeps.
 struct GatedStep {
@@ -140,15 +185,22 @@ struct GatedStep {
             rows[r] = RowAt(*input, Clamp(y - motionReach + r, input->bounds.y1, input->bounds.y2 - 1));
         }
     }
+};
 
-    /// From a block's pixels to those to be fetched ahead; beyond the last block those of the next batch.
-    template <class Format>
-    std::int64_t Ahead(int block, int firstBlock, int lastBlock) const {
-        constexpr int ahead = aheadBlocks<Format>;
-        const bool wraps = block + ahead > lastBlock;
-        const std::int64_t distance = wraps ? ahead - (lastBlock + 1 - firstBlock) : ahead;
-        return distance * gatedBlock * Format::pixelBytes + (wraps ? batchRows * input->rowBytes : 0);
+/// From a block's pixels to those to be fetched ahead; beyond the last block those of the next batch.
+template <class Format>
+class Ahead {
+  public:
+    Ahead(int block, int firstBlock, int lastBlock)
+        : _wraps(block + aheadBlocks<Format> > lastBlock),
+          _blocks(aheadBlocks<Format> - (_wraps ? lastBlock + 1 - firstBlock : 0)) {}
+    TQ_INLINE std::int64_t BytesIn(const ImageView& frame) const {
+        return _blocks * gatedBlock * Format::pixelBytes + (_wraps ? batchRows * frame.rowBytes : 0);
     }
+
+  private:
+    bool _wraps;
+    std::int64_t _blocks;
 };
 
 /// Where the rows of a block's pixels are.
@@ -156,6 +208,7 @@ struct BlockPixels {
     const unsigned char* const* rows;
     std::int64_t offset;
     TQ_INLINE const unsigned char* Row(int r) const { return rows[r] + offset; }
+    TQ_INLINE BlockPixels FromRow(int r) const { return {rows + r, offset}; }
 };
 
 /// The pixels of a step's input in a batch. Columns beyond the picture repeat.

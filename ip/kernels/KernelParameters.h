@@ -47,11 +47,11 @@ struct GatedSumParameters {
 constexpr std::int32_t gatedMostFrames = 22;
 constexpr float gatedLeastWeight = 1e-12F;
 
-/// The walk takes rows in batches, and each batch in tiles of blocks of columns. The sums of a tile fill two
-/// thirds of a first-level cache of 48 KiB; what all steps of 17 frames keep of a band of gatedMostColumns
-/// columns, most of a second-level cache of 2 MiB. Wider bands are cut.
+/// The walk takes rows in batches, and each batch in tiles of blocks of columns. The sums of a tile fill
+/// three quarters of a first-level cache of 48 KiB; what all steps of 17 frames keep of a band of
+/// gatedMostColumns columns, most of a second-level cache of 2 MiB. Wider bands are cut.
 constexpr std::int32_t gatedBlock = 16;
-constexpr std::int32_t gatedBatchRows = 12;
+constexpr std::int32_t gatedBatchRows = 16;
 constexpr std::int32_t gatedTileBlocks = 8;
 constexpr std::int32_t gatedMostColumns = 2048;
 

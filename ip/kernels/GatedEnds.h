@@ -1,0 +1,188 @@
+#pragma once
+
+// Where GatedSum's steps take the sums from that arrive, and where those of the last step go. Included by the
+// level files only; see Vector.h.
+
+#include <type_traits>
+
+#include "ip/kernels/GatedTiles.h"
+#include "ip/kernels/StreamStores.h"
+
+namespace TQ::IP::TQ_LEVEL {
+namespace {
+
+/// The sums that arrive at a step, where the step before has left them.
+class SumsInTile {
+  public:
+    SumsInTile(const GatedStep& step, int block, const SumTile& tile)
+        : _step(step), _block(block), _tile(tile) {}
+
+    /// Those of block i of the tile, in rows of the batch.
+    template <class Format>
+    class Compared {
+      public:
+        TQ_INLINE Compared(const SumsInTile& s, int i, int /*x*/, const Ahead<Format>& /*ahead*/)
+            : _sums(s._tile.Block(i + 1)), _place(s._step.place + motionReach) {}
+
+        template <bool Opaque>
+        TQ_INLINE Pixel Load(int r, int v) const {
+            return _sums[_place[r]].Load(v);
+        }
+        TQ_INLINE void Fetch(int /*r*/, int /*v*/) const {}
+
+      private:
+        const SumCell* const _sums;
+        const int* const _place;
+    };
+
+    /// Those of the block before, in rows from two above the batch on. These two arrived with the batch
+    /// before, the block before the first one with the tile before. `inPlace` is where the gated sum goes.
+    class Gated {
+      public:
+        TQ_INLINE Gated(const SumsInTile& s, int i, const BlockPixels& /*first*/)
+            : _kept(s._step.blocks[s._block + i - 1].sums) {}
+
+        template <bool Opaque>
+        TQ_INLINE Pixel LoadUpper(int r, int v, const SumCell& /*inPlace*/) const {
+            return _kept[r].Load(v);
+        }
+        template <bool Opaque>
+        TQ_INLINE Pixel LoadLower(int /*r*/, int v, const SumCell& inPlace) const {
+            return inPlace.Load(v);
+        }
+        TQ_INLINE void Keep(int r, const SumCell& sums) const { _kept[r] = sums; }
+
+      private:
+        SumCell* const _kept;
+    };
+
+    static bool Covers(int /*x*/) { return true; }
+    static BlockPixels Frame(int /*x*/) { return {}; }
+    /// Sums have weights of their own, so that nothing hinders pixels from being taken as opaque.
+    static bool AreOpaque(const BlockPixels& /*frame*/, const RowRange& /*rows*/) { return true; }
+
+  private:
+    const GatedStep& _step;
+    const int _block;
+    const SumTile& _tile;
+};
+
+/// A frame as the sum that a chain begins with.
+template <class Frame, bool Opaque>
+TQ_INLINE Pixel SumOfFrame(const unsigned char* pixels) {
+    const Pixel codes = Frame::LoadCodes(pixels);
+    if constexpr (Opaque) {
+        return {codes.rgb, Splat(1)};
+    }
+    const F alpha = codes.a * Frame::unit;
+    return {codes.rgb * alpha, alpha};
+}
+
+/// The sums that arrive at the second step of a chain: its first frame.
+template <class Format>
+class SumsOfFrame {
+  public:
+    explicit SumsOfFrame(const GatedStep& first) : _first(first), _pixels(first) {}
+
+    template <class>
+    class Compared {
+      public:
+        TQ_INLINE Compared(SumsOfFrame& s, int /*i*/, int x, const Ahead<Format>& ahead)
+            : _pixels(s._pixels.Block(x)), _ahead(ahead.BytesIn(*s._first.input)) {}
+
+        template <bool Opaque>
+        TQ_INLINE Pixel Load(int r, int v) const {
+            return SumOfFrame<Format, Opaque>(At(r, v));
+        }
+        TQ_INLINE void Fetch(int r, int v) const { Prefetch<Format::vectorBytes>(At(r, v) + _ahead); }
+
+      private:
+        TQ_INLINE const unsigned char* At(int r, int v) const {
+            return _pixels.Row(motionReach + r) + v * Format::pixelBytes;
+        }
+
+        const BlockPixels _pixels;
+        const std::int64_t _ahead;
+    };
+
+    class Gated {
+      public:
+        TQ_INLINE Gated(const SumsOfFrame& /*s*/, int /*i*/, const BlockPixels& first) : _pixels(first) {}
+
+        template <bool Opaque>
+        TQ_INLINE Pixel LoadUpper(int r, int v, const SumCell& /*inPlace*/) const {
+            return SumOfFrame<Format, Opaque>(_pixels.Row(r) + v * Format::pixelBytes);
+        }
+        template <bool Opaque>
+        TQ_INLINE Pixel LoadLower(int r, int v, const SumCell& inPlace) const {
+            return LoadUpper<Opaque>(r, v, inPlace);
+        }
+        void Keep(int /*r*/, const SumCell& /*sums*/) const {}
+
+      private:
+        const BlockPixels _pixels;
+    };
+
+    bool Covers(int x) const { return _pixels.Covers(x); }
+    BlockPixels Frame(int x) { return _pixels.Block(x); }
+    bool AreOpaque(const BlockPixels& frame, const RowRange& rows) const {
+        return IsOpaque<Format>(frame, rows);
+    }
+
+  private:
+    const GatedStep& _first;
+    BatchPixels<Format> _pixels;
+};
+
+/// Where the sums of the last step go.
+template <class Format>
+class SumOutput {
+  public:
+    SumOutput(const ImageView& view, const Bounds& band)
+        : _view(view), _band(band), _stream(IsStreamed(view, Format::pixelBytes)) {}
+
+    /// Whether all columns of the block at x are wanted.
+    bool IsWhole(int x) const { return x >= _band.x1 && x + gatedBlock <= _band.x2; }
+
+    TQ_INLINE unsigned char* At(int x, int y) const { return PixelAt(_view, x, y, Format::pixelBytes); }
+    TQ_INLINE std::int64_t RowBytes() const { return _view.rowBytes; }
+
+    /// A vector of pixels that are all wanted, past the caches where that pays.
+    TQ_INLINE void Store(unsigned char* target, const Pixel& sums) const {
+        if (!_stream) {
+            Format::Store(target, sums);
+            return;
+        }
+        alignas(64) unsigned char pixels[Format::vectorBytes];
+        Format::Store(pixels, sums);
+        if (lanes == gatedBlock && IsAligned(target, sizeof(Raw))) {
+            StreamPieces<Raw>(target, pixels);
+        } else {
+            StreamPieces<__m128i>(target, pixels);
+        }
+    }
+
+    /// What is wanted of a block at x.
+    void StorePart(int x, int y, const unsigned char* pixels) const {
+        const int first = x > _band.x1 ? x : _band.x1;
+        const int end = Smaller(x + gatedBlock, _band.x2);
+        if (first < end) {
+            Copy(At(first, y), pixels + (first - x) * Format::pixelBytes, (end - first) * Format::pixelBytes);
+        }
+    }
+
+  private:
+    template <class Piece>
+    TQ_INLINE static void StreamPieces(unsigned char* target, const unsigned char* pixels) {
+        for (int i = 0; i < Format::vectorBytes; i += static_cast<int>(sizeof(Piece))) {
+            Stream(target + i, Read<Piece>(pixels + i));
+        }
+    }
+
+    const ImageView& _view;
+    const Bounds _band;
+    const bool _stream;
+};
+
+}  // namespace
+}  // namespace TQ::IP::TQ_LEVEL
