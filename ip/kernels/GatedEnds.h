@@ -94,7 +94,9 @@ class SumsOfFrame {
         TQ_INLINE Pixel Load(int r, int v) const {
             return SumOfFrame<Format, Opaque>(At(r, v));
         }
-        TQ_INLINE void Fetch(int r, int v) const { Prefetch<Format::vectorBytes>(At(r, v) + _ahead); }
+        TQ_INLINE void Fetch(int r, int v) const {
+            FetchPixels<Format, Format::vectorBytes>(At(r, v) + _ahead);
+        }
 
       private:
         TQ_INLINE const unsigned char* At(int r, int v) const {

@@ -183,7 +183,7 @@ class StepOverTile {
               _ahead(ahead.BytesIn(*s._step.input)),
               _history(_kept.history) {
             for (int r = 0; r < motionReach; ++r) {
-                Prefetch<gatedBlock * Frame::pixelBytes>(_frame.Row(r) + _ahead);
+                FetchPixels<Frame, gatedBlock * Frame::pixelBytes>(_frame.Row(r) + _ahead);
             }
         }
 
@@ -192,7 +192,7 @@ class StepOverTile {
 
         TQ_INLINE F Similarity(int r, int v, F inverse) const {
             const unsigned char* const pixels = _frame.Row(motionReach + r) + v * Frame::pixelBytes;
-            Prefetch<Frame::vectorBytes>(pixels + _ahead);
+            FetchPixels<Frame, Frame::vectorBytes>(pixels + _ahead);
             _sums.Fetch(r, v);
             return _rule.Similarity(pixels, _sums.template Load<Opaque>(r, v).rgb, inverse);
         }

@@ -186,7 +186,7 @@ class GatedWalk {
             for (int r = rows.first; r < rows.end; ++r) {
                 const unsigned char* row = source.Row(motionReach + r);
                 for (int v = 0; v < gatedBlock; v += lanes, row += Format::vectorBytes) {
-                    Prefetch<Format::vectorBytes>(row + ahead);
+                    FetchPixels<Format, Format::vectorBytes>(row + ahead);
                     sums[rowPlaces.After(0)[motionReach + r]].Store(v, at(row));
                 }
             }

@@ -12,7 +12,7 @@ constexpr int batchRows = gatedBatchRows;
 constexpr int tileBlocks = gatedTileBlocks;
 /// From a block to the one whose pixels are fetched ahead; fewer where they take more room.
 template <class Format>
-constexpr int aheadBlocks = gatedTileBlocks / (Format::pixelBytes > 8 ? 4 : 2);
+constexpr int aheadBlocks = Format::pixelBytes > 8 ? 2 : (Format::pixelBytes > 4 ? 4 : 3);
 constexpr int historyRows = motionWindow - 1;
 constexpr int arrivingRows = motionReach + batchRows;
 static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
@@ -202,6 +202,16 @@ class Ahead {
     bool _wraps;
     std::int64_t _blocks;
 };
+
+/// The next pixels of a frame, as near as there is room for them.
+template <class Format, int Bytes>
+TQ_INLINE void FetchPixels(const unsigned char* pixels) {
+    if constexpr (Format::pixelBytes > 4) {
+        Prefetch<Bytes>(pixels);
+    } else {
+        PrefetchNear<Bytes>(pixels);
+    }
+}
 
 /// Where the rows of a block's pixels are.
 struct BlockPixels {

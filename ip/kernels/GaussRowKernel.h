@@ -78,7 +78,7 @@ struct Chunk {
             for (int r = 0; r < groupRows; ++r) {
                 const unsigned char* const input = group.input[r] + start + offset;
                 if constexpr (Fetches) {
-                    Prefetch<sizeof(F)>(input + group.ahead);
+                    PrefetchNear<sizeof(F)>(input + group.ahead);
                 }
                 rows[r] = Read<F>(input);
             }
@@ -149,7 +149,7 @@ TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& rows, int radius, const
         F samples[groupRows];
         for (int r = 0; r < groupRows; ++r) {
             const unsigned char* const input = rows.input[r] + at;
-            Prefetch<sizeof(F)>(input + leading + rows.ahead);
+            PrefetchNear<sizeof(F)>(input + leading + rows.ahead);
             lines[r] = Read<F>(input + leading) - Read<F>(input + trailing);
         }
         InterleaveRows<pixelBytes>(lines, samples);
