@@ -114,7 +114,13 @@ GaussState StartRows(const RowGroup& group, const GaussParameters& p, int x) {
         chunk.template Gather<true>(group, x + j);
         const int count = Smaller(chunkLength, p.radius + 1 - j);
         for (int i = 0; i < count; ++i) {
-            AddToStart(state, MakeStartWeights(p, j + i), Storage::LoadSamples(chunk.Step(i)));
+            const int offset = j + i;
+            const F sample = Storage::LoadSamples(chunk.Step(i));
+            if (offset > -p.radius - 1 && offset < p.radius) {
+                AddInsideWindow(state, p, offset, sample);
+            } else {
+                AddToStart(state, MakeStartWeights(p, offset), sample);
+            }
         }
     }
     return state;
