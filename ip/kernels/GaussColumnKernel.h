@@ -42,7 +42,7 @@ template <class Storage, bool Subtract>
         GaussState state = states[v];
         const int in = v * lanes * sampleBytes;
         const int out = v * lanes * outputSampleBytes;
-#pragma GCC unroll 8
+#pragma GCC unroll 16
         for (int r = 0; r < stepRows; ++r) {
             const F d = Storage::LoadDifference(rows.leading[r] + in, rows.trailing[r] + in);
             const F y = GaussStep(state, constants, d);

@@ -102,11 +102,11 @@ struct GaussBlurParameters {
 };
 
 /// Rows that the column pass takes on each visit of a state.
-constexpr std::int32_t gaussStepRows = 8;
+constexpr std::int32_t gaussStepRows = 16;
 
 /// Rows of the ring between the passes: the window, and those of one group and one visit beyond.
 constexpr std::int32_t GaussRingRows(std::int32_t radius) {
-    return 2 * radius + 2 + 16;
+    return 2 * radius + 2 + 24;
 }
 
 /// For a band of `columns` columns, of samples of at most 4 bytes: the states of its samples, the rows of a
