@@ -28,8 +28,9 @@ void RemoveStaleConsumers(FilterBase& root);
 /// is a filter, held by a shared_ptr, whose only input is the sink of the graph; the sink may change.
 void OptimizeGraph(FilterBase& root);
 
-/// Source pictures of at most this many bytes may be held at once so that several filters can run as one.
-constexpr std::uint64_t mostBytesHeldByFusion = std::uint64_t{1} << 30;
+/// Source pictures of at most this many bytes may be held at once so that several filters can run as one: an
+/// eighth of the machine's memory, within 1 and 4 GiB.
+std::uint64_t MostBytesHeldByFusion();
 
 /// Replaces filters that can run as one (see FilterBase::Fuse), from the sink upstream; returns whether there
 /// were any. Regions and formats are known before, and are to be spread anew after.

@@ -51,6 +51,8 @@ int TerminalColumns();
 
 /// Processors that this process may use, at least 1.
 int HardwareThreadCount();
+/// The machine's memory in bytes; 0 when it does not say.
+std::uint64_t PhysicalMemoryBytes();
 /// The largest resident set of this process so far, in bytes.
 std::uint64_t PeakMemoryBytes();
 

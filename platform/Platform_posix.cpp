@@ -121,6 +121,14 @@ int HardwareThreadCount() {
     return online > 0 ? static_cast<int>(online) : 1;
 }
 
+std::uint64_t PhysicalMemoryBytes() {
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageBytes = sysconf(_SC_PAGESIZE);
+    return pages > 0 && pageBytes > 0
+               ? static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageBytes)
+               : 0;
+}
+
 std::uint64_t PeakMemoryBytes() {
     constexpr std::uint64_t kibibyte = 1024;
     rusage usage{};

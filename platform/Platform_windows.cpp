@@ -160,6 +160,12 @@ int TerminalColumns() {
     return info.srWindow.Right - info.srWindow.Left + 1;
 }
 
+std::uint64_t PhysicalMemoryBytes() {
+    MEMORYSTATUSEX status{};
+    status.dwLength = sizeof(status);
+    return GlobalMemoryStatusEx(&status) ? status.ullTotalPhys : 0;
+}
+
 int HardwareThreadCount() {
     DWORD_PTR allowed = 0;
     DWORD_PTR all = 0;
