@@ -24,8 +24,8 @@ GaussParameters GaussParametersOf(const GaussCoefficients& axis, const Layer& la
 
 GaussBands::GaussBands(const Bounds& output, const Bounds& lines, int radiusX, int radiusY, int threads)
     : _output(output),
-      _columns{lines.x1, GaussRestart(radiusX)},
-      _rows{lines.y1, GaussRestart(radiusY)},
+      _columns{lines.x1, GaussRestart(radiusX, Width(lines))},
+      _rows{lines.y1, GaussRestart(radiusY, Height(lines))},
       _columnBands(_columns.Count(output.x1, output.x2)),
       _rowBands(_columnBands >= threads ? 1 : _rows.Count(output.y1, output.y2)) {
 }

@@ -36,7 +36,7 @@ class BlurStream {
           _ring(_output + static_cast<std::int64_t>(stepRows) * _vectors * lanes * outputSampleBytes),
           _constants(MakeGaussConstants(p.alongY, Subtract ? 0.0F : Storage::rounding)) {
         __builtin_memset(_ring, 0, static_cast<std::uint64_t>(_ringRows * _rowBytes));
-        const int restart = GaussRestart(p.alongY.radius);
+        const int restart = GaussRestart(p.alongY.radius, _length);
         _done = (band.y1 - input.bounds.y1) / restart * restart;
         _filled = _done > p.alongY.radius + 1 ? _done - p.alongY.radius - 1 : 0;
     }
@@ -82,7 +82,7 @@ class BlurStream {
     /// Rows y to y + stepRows - 1 of the result.
     void Step(int y) {
         FillRing(y + stepRows + _p.alongY.radius);
-        if (y % GaussRestart(_p.alongY.radius) == 0) {
+        if (y % GaussRestart(_p.alongY.radius, _length) == 0) {
             StartColumns(y);
         }
         ColumnRows rows;

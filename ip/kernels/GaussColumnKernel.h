@@ -90,7 +90,7 @@ class ColumnStrip {
 
     void Run(RowsWalked& walked) {
         for (int y = 0; y < _endOutput; y += stepRows) {
-            if (y % GaussRestart(_p.radius) == 0) {
+            if (y % GaussRestart(_p.radius, _length) == 0) {
                 Start(y);
             }
             Visit(y);

@@ -196,7 +196,7 @@ template <class Storage>
     Chunk<Storage> blurred;
     [[maybe_unused]] constexpr bool isFloat = Chunk<Storage>::sampleBytes == 4;
     [[maybe_unused]] constexpr bool isByte = Chunk<Storage>::sampleBytes == 1;
-    const int restart = GaussRestart(p.radius);
+    const int restart = GaussRestart(p.radius, group.length);
     for (int x = group.firstOutput / restart * restart; x < group.endOutput; x += chunkLength) {
         if (x % restart == 0) {
             state = StartRows<Storage>(group, p, x);

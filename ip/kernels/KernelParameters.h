@@ -86,12 +86,18 @@ struct GaussParameters {
                               ///< white 1
 };
 
-/// Samples after which a line starts afresh: few enough that a picture falls into bands for several threads,
-/// and so many that a start, which visits 2N + 2 samples, costs little. A multiple of 64.
-constexpr std::int32_t GaussRestart(std::int32_t radius) {
-    constexpr std::int32_t unit = 320;
+/// Samples after which a line of `length` samples starts afresh: few enough that a picture falls into bands
+/// for several threads, an even number of about one size, and so many that a start, which visits 2N + 2
+/// samples, costs little. A multiple of 64.
+constexpr std::int32_t GaussRestart(std::int32_t radius, std::int32_t length) {
     constexpr std::int32_t radiusForUnit = 40;
-    return unit * ((radius + radiusForUnit - 1) / radiusForUnit);
+    const std::int32_t most = 320 * ((radius + radiusForUnit - 1) / radiusForUnit);
+    if (length <= most) {
+        return most;
+    }
+    const std::int32_t parts = 2 * ((length - 1) / (2 * most) + 1);
+    constexpr std::int32_t multiple = 64;
+    return ((length - 1) / parts / multiple + 1) * multiple;
 }
 
 /// GaussBlur: both passes. A band costs least that begins a multiple of GaussRestart samples from the first
