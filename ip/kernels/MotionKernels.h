@@ -21,7 +21,6 @@ constexpr int motionWindow = 2 * motionReach + 1;
 constexpr float motionMeanFactor = 0.04F;
 constexpr float leastSumWeight = 0.0001F;  ///< that a sum is divided by for its mean
 constexpr int motionStripWidth = 2048;  ///< most pictures in one strip: each row of a strip is on other pages
-constexpr int prefetchRows = 2;
 
 /// One row of an image whose rows and columns repeat beyond its bounds.
 template <class Format>
@@ -170,6 +169,15 @@ struct TemporalMultAddDetectMotion {
     }
 };
 
+/// Where both pictures are of bytes, what counts more is that a strip's rows of s stay in the first-level
+/// cache.
+template <class Body>
+constexpr bool isNarrowMotion = Body::In0::pixelBytes + Body::In1::pixelBytes <= 8;
+template <class Body>
+constexpr int stripWidthOf = isNarrowMotion<Body> ? motionStripWidth / 2 : motionStripWidth;
+template <class Body>
+constexpr int prefetchRows = isNarrowMotion<Body> ? 1 : 2;
+
 /// Columns left of a strip that its rows begin with: whole vectors, so that where the strip's own pixels lie
 /// at multiples of a vector's length all do.
 constexpr int motionMargin = lanes > motionReach ? lanes : motionReach;
@@ -238,7 +246,8 @@ void FillSimilarityRow(MotionRows& rows, const ImageView* inputs, int x1, int x2
     const ClampedRow<typename Body::In1> row1(inputs[1], y);
     const int first = x1 - motionMargin;
     const int end = first + (x2 + motionReach - first + lanes - 1) / lanes * lanes;
-    const std::int64_t ahead[2] = {prefetchRows * inputs[0].rowBytes, prefetchRows * inputs[1].rowBytes};
+    const std::int64_t ahead[2] = {prefetchRows<Body> * inputs[0].rowBytes,
+                                   prefetchRows<Body> * inputs[1].rowBytes};
     const auto direct = [&](int x, int vectors) {
         FillSimilarityVectors<Body>(target, x - first, row0.At(x), row1.At(x), vectors, ahead, p);
     };
@@ -252,6 +261,42 @@ void FillSimilarityRow(MotionRows& rows, const ImageView* inputs, int x1, int x2
     SplitColumns(row0, row1, first, end, direct, staged);
 }
 
+/// The sums of the windows of a row's pixels, vector after vector.
+class WindowWalk {
+  public:
+    /// `sums` are those of the columns, that of the first pixel first; as many as a vector takes come before,
+    /// and after those of the row.
+#if TQ_LANES == 16
+    explicit WindowWalk(const float* sums)
+        : _sums(sums), _before(Read<F>(sums - lanes)), _here(Read<F>(sums)) {
+    }
+
+    TQ_INLINE F Next() {
+        _sums += lanes;
+        const F after = Read<F>(_sums);
+        const F sum = SumOfWindow(_before, _here, after);
+        _before = _here;
+        _here = after;
+        return sum;
+    }
+#else
+    explicit WindowWalk(const float* sums) : _sums(sums) {
+    }
+
+    TQ_INLINE F Next() {
+        const F sum = SumOfWindow(_sums);
+        _sums += lanes;
+        return sum;
+    }
+#endif
+
+  private:
+    const float* _sums;
+#if TQ_LANES == 16
+    F _before, _here;
+#endif
+};
+
 /// `sums` are those of the columns of s, that of the first pixel first.
 template <class Body>
 [[gnu::noinline]] void FinishMotionVectors(unsigned char* output, const float* sums, const unsigned char* in0,
@@ -259,12 +304,12 @@ template <class Body>
                                            const DetectMotionParameters& p) {
     constexpr int most = 16;  // that go through a buffer on their way past the caches
     alignas(64) unsigned char buffer[most * Body::Output::vectorBytes];
+    WindowWalk windows(sums);
     for (int done = 0; done < vectors; done += most) {
         const int count = Smaller(most, vectors - done);
         for (int i = 0; i < count; ++i) {
             Body::Output::Store(buffer + i * Body::Output::vectorBytes,
-                                Body::At(p, in0, in1, SumOfWindow(sums) * motionMeanFactor));
-            sums += lanes;
+                                Body::At(p, in0, in1, windows.Next() * motionMeanFactor));
             in0 += Body::In0::vectorBytes;
             in1 += Body::In1::vectorBytes;
         }
@@ -301,10 +346,11 @@ template <class Body>
 bool RunMotion(const ImageView& output, const ImageView* inputs, const Bounds& band, const void* parameters,
                Image::Progress& progress) {
     const auto& p = *static_cast<const DetectMotionParameters*>(parameters);
-    const int strips = (band.x2 - band.x1 + motionStripWidth - 1) / motionStripWidth;
+    constexpr int width = stripWidthOf<Body>;
+    const int strips = (band.x2 - band.x1 + width - 1) / width;
     RowsWalked walked(progress, band.y2 - band.y1, strips);
-    for (int x1 = band.x1; x1 < band.x2; x1 += motionStripWidth) {
-        const int x2 = Smaller(x1 + motionStripWidth, band.x2);
+    for (int x1 = band.x1; x1 < band.x2; x1 += width) {
+        const int x2 = Smaller(x1 + width, band.x2);
         MotionRows rows{};
         for (int y = band.y1 - motionReach; y < band.y1 + motionReach; ++y) {
             FillSimilarityRow<Body>(rows, inputs, x1, x2, y, p);
