@@ -141,7 +141,8 @@ class GatedWalk {
                 return Pixel{s.rgb * Splat(scale * Frame::Storage::white), s.a * scale};
             });
         } else if (count == 1) {
-            Start<Frame>(_step[first], block, y, tile, SumOfFrame<Frame, false>);
+            Start<Frame>(_step[first], block, y, tile,
+                         [](const unsigned char* frame) { return SumOfFrame<Frame, false>(frame); });
         } else {
             SumsOfFrame<Frame> sums(_step[first]);
             RunStep(GateAndAdd<Frame>{_step[next].gate}, next, block, y, tile, sums);
