@@ -30,12 +30,16 @@ class BlurStream {
           _length(input.bounds.y2 - input.bounds.y1),
           _vectors((4 * (band.x2 - band.x1) + lanes - 1) / lanes),
           _ringRows(GaussRingRows(p.alongY.radius)),
-          _rowBytes(static_cast<std::int64_t>(_vectors) * lanes * sampleBytes),
+          _rowBytes(GaussRowPitch(std::int64_t{_vectors} * lanes * sampleBytes)),
+          _outputRowBytes(GaussRowPitch(std::int64_t{_vectors} * lanes * outputSampleBytes)),
           _states(reinterpret_cast<GaussState*>(p.scratch)),
           _output(p.scratch + static_cast<std::int64_t>(_vectors) * sizeof(GaussState)),
-          _ring(_output + static_cast<std::int64_t>(stepRows) * _vectors * lanes * outputSampleBytes),
+          _ring(_output + stepRows * _outputRowBytes),
           _constants(MakeGaussConstants(p.alongY, Subtract ? 0.0F : Storage::rounding)) {
-        __builtin_memset(_ring, 0, static_cast<std::uint64_t>(_ringRows * _rowBytes));
+        if (4 * (_x2 - _x1) % lanes != 0) {
+            // The last vector of a row is not whole.
+            __builtin_memset(_ring, 0, static_cast<std::uint64_t>(_ringRows * _rowBytes));
+        }
         const int restart = GaussRestart(p.alongY.radius, _length);
         _done = (band.y1 - input.bounds.y1) / restart * restart;
         _filled = _done > p.alongY.radius + 1 ? _done - p.alongY.radius - 1 : 0;
@@ -47,7 +51,7 @@ class BlurStream {
         for (; _done <= row; _done += stepRows) {
             Step(_done);
         }
-        return _output + static_cast<std::int64_t>(row % stepRows) * _vectors * lanes * outputSampleBytes;
+        return _output + row % stepRows * _outputRowBytes;
     }
 
   private:
@@ -90,7 +94,7 @@ class BlurStream {
             rows.leading[r] = RingRow(y + r + _p.alongY.radius + 1);
             rows.trailing[r] = RingRow(y + r - _p.alongY.radius);
             rows.source[r] = Subtract ? SourceRow(y + r, r) : nullptr;
-            rows.output[r] = _output + static_cast<std::int64_t>(r) * _vectors * lanes * outputSampleBytes;
+            rows.output[r] = _output + r * _outputRowBytes;
         }
         WalkColumns<Storage, Subtract>(_states, _vectors, _constants, rows);
     }
@@ -107,10 +111,21 @@ class BlurStream {
                 weights[r] = MakeStartWeights(_p.alongY, j + r);
                 rows[r] = RingRow(y + j + r);
             }
+            const int firstInside = j == -_p.alongY.radius - 1 ? 1 : 0;
+            const int endInside = j + count - 1 == _p.alongY.radius ? count - 1 : count;
             for (int v = 0; v < _vectors; ++v) {
                 GaussState state = _states[v];
-                for (int r = 0; r < count; ++r) {
-                    AddToStart(state, weights[r], Storage::LoadSamples(rows[r] + v * lanes * sampleBytes));
+                const auto sample = [&](int r) __attribute__((always_inline)) {
+                    return Storage::LoadSamples(rows[r] + v * lanes * sampleBytes);
+                };
+                if (firstInside > 0) {
+                    AddToStart(state, weights[0], sample(0));
+                }
+                for (int r = firstInside; r < endInside; ++r) {
+                    AddInsideWindow(state, weights[r], sample(r));
+                }
+                if (endInside < count) {
+                    AddToStart(state, weights[endInside], sample(endInside));
                 }
                 _states[v] = state;
             }
@@ -120,8 +135,8 @@ class BlurStream {
     /// The unblurred picture, with room for whole vectors: at the end of the output's place, where each
     /// vector is read before the output reaches it.
     const unsigned char* SourceRow(int y, int r) {
-        const std::int64_t outputBytes = static_cast<std::int64_t>(_vectors) * lanes * outputSampleBytes;
-        unsigned char* row = _output + (r + 1) * outputBytes - _rowBytes;
+        unsigned char* row = _output + r * _outputRowBytes +
+                             std::int64_t{_vectors} * lanes * (outputSampleBytes - sampleBytes);
         Copy(row, PixelAt(_input, _x1, _input.bounds.y1 + Smaller(y, _length - 1), 4 * sampleBytes),
              (_x2 - _x1) * 4 * sampleBytes);
         return row;
@@ -133,7 +148,8 @@ class BlurStream {
     int _length;   ///< of the columns
     int _vectors;  ///< of a row of the band
     int _ringRows;
-    std::int64_t _rowBytes;  ///< of the ring
+    std::int64_t _rowBytes;        ///< from row to row of the ring
+    std::int64_t _outputRowBytes;  ///< from row to row of the output
     GaussState* _states;
     unsigned char* _output;  ///< stepRows rows
     unsigned char* _ring;

@@ -91,14 +91,17 @@ TQ_INLINE void AddToStart(GaussState& s, const GaussStartWeights& w, F f) {
 
 /// The same for all offsets but the first and the last one, whose weights in the box and in d(x - 1) are 1
 /// and 0.
+TQ_INLINE void AddInsideWindow(GaussState& s, const GaussStartWeights& w, F f) {
+    s.z0 += f;
+    s.z1 = MultiplyAdd(f, Splat(w.z1), s.z1);
+    s.z2 = MultiplyAdd(f, Splat(w.z2), s.z2);
+    s.z1Before = MultiplyAdd(f, Splat(w.z1Before), s.z1Before);
+    s.z2Before = MultiplyAdd(f, Splat(w.z2Before), s.z2Before);
+}
 TQ_INLINE void AddInsideWindow(GaussState& s, const GaussParameters& p, int j, F f) {
     const float* const here = p.table + 2 * (j < 0 ? -j : j);
     const float* const before = p.table + 2 * (j < -1 ? -j - 1 : j + 1);
-    s.z0 += f;
-    s.z1 = MultiplyAdd(f, Splat(here[0]), s.z1);
-    s.z2 = MultiplyAdd(f, Splat(here[1]), s.z2);
-    s.z1Before = MultiplyAdd(f, Splat(before[0]), s.z1Before);
-    s.z2Before = MultiplyAdd(f, Splat(before[1]), s.z2Before);
+    AddInsideWindow(s, {1, here[0], before[0], here[1], before[1], 0}, f);
 }
 
 }  // namespace

@@ -143,14 +143,14 @@ struct ChunkRows {
     }
 };
 
-/// A chunk of floats whose windows lie inside the lines, taken apart and put together in registers.
-TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& rows, int radius, const GaussConstants& constants,
-                          GaussState& state) {
+/// `length` samples of floats whose windows lie inside the lines, taken apart and put together in registers.
+TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& rows, int length, int radius,
+                          const GaussConstants& constants, GaussState& state) {
     constexpr int pixelBytes = Chunk<FloatStorage>::pixelBytes;
     const std::int64_t leading = (static_cast<std::int64_t>(radius) + 1) * pixelBytes;
     const std::int64_t trailing = -static_cast<std::int64_t>(radius) * pixelBytes;
     GaussState s = state;  // a copy, which the stores cannot change
-    for (std::int64_t at = 0; at < chunkLength * pixelBytes; at += sizeof(F)) {
+    for (std::int64_t at = 0; at < std::int64_t{length} * pixelBytes; at += sizeof(F)) {
         F lines[groupRows];
         F samples[groupRows];
         for (int r = 0; r < groupRows; ++r) {
@@ -205,8 +205,12 @@ template <class Storage>
         const bool isStored =
             x >= group.firstOutput && x + chunkLength <= group.endOutput && group.rows == groupRows;
         if constexpr (isFloat) {
-            if (isStored && x >= p.radius && x + p.radius + 1 + chunkLength <= group.length) {
-                BlurFloats({group, x}, p.radius, constants, state);
+            const int end =
+                Smaller(Smaller(group.endOutput, group.length - p.radius - 1), (x / restart + 1) * restart);
+            const int length = (end - x) / chunkLength * chunkLength;
+            if (isStored && x >= p.radius && length > 0) {
+                BlurFloats({group, x}, length, p.radius, constants, state);
+                x += length - chunkLength;
                 continue;
             }
         }

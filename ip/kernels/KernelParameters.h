@@ -115,11 +115,19 @@ constexpr std::int32_t GaussRingRows(std::int32_t radius) {
     return 2 * radius + 2 + 24;
 }
 
+/// From row to row where rows of `bytes` bytes are kept: an odd number of cache lines, so that what lies in
+/// one column falls into different sets of the caches.
+constexpr std::int64_t GaussRowPitch(std::int64_t bytes) {
+    constexpr std::int64_t line = 64;
+    return ((bytes + line - 1) / line | 1) * line;
+}
+
 /// For a band of `columns` columns, of samples of at most 4 bytes: the states of its samples, the rows of a
 /// visit, and the ring.
 constexpr std::int64_t GaussStreamBytes(std::int32_t columns, std::int32_t radius) {
     constexpr std::int64_t stateFloats = 6;
-    const std::int64_t samples = 4 * static_cast<std::int64_t>(columns) + 16;
+    constexpr std::int64_t mostPadding = 48;  // of a row, in samples: to a whole vector, and the pitch
+    const std::int64_t samples = 4 * static_cast<std::int64_t>(columns) + mostPadding;
     return samples * static_cast<std::int64_t>(sizeof(float)) *
            (stateFloats + gaussStepRows + GaussRingRows(radius));
 }

@@ -149,8 +149,9 @@ TQ_INLINE void Advance(PointInputs& inputs, int vectors) {
 
 /// `vectors` whole vectors of one row.
 template <class Body>
-[[gnu::noinline]] void RunPointVectors(unsigned char* output, PointInputs inputs, int vectors,
+[[gnu::noinline]] void RunPointVectors(unsigned char* output, const PointInputs& first, int vectors,
                                        const typename Body::Parameters& parameters) {
+    PointInputs inputs = first;
     for (int i = 0; i < vectors; ++i) {
         FetchAhead<Body>(inputs);
         const Pixel result = Body::At(parameters, Body::In0::Load(inputs.pixels[0]),
@@ -163,8 +164,9 @@ template <class Body>
 
 /// Whole vectors, past the caches: a few at a time go through a buffer.
 template <class Body>
-void StreamPointVectors(unsigned char* output, PointInputs inputs, int vectors,
+void StreamPointVectors(unsigned char* output, const PointInputs& first, int vectors,
                         const typename Body::Parameters& parameters) {
+    PointInputs inputs = first;
     constexpr int most = 16;
     alignas(64) unsigned char buffer[most * Body::Output::vectorBytes];
     for (int done = 0; done < vectors; done += most) {
@@ -179,7 +181,7 @@ void StreamPointVectors(unsigned char* output, PointInputs inputs, int vectors,
 /// One row: whole vectors, and the rest through buffers that are as long as a vector, so that nothing outside
 /// the images is touched.
 template <class Body>
-TQ_INLINE void RunPointRow(unsigned char* output, PointInputs inputs, int width, bool stream,
+TQ_INLINE void RunPointRow(unsigned char* output, const PointInputs& inputs, int width, bool stream,
                            const typename Body::Parameters& parameters) {
     constexpr int inputBytes[3] = {Body::In0::pixelBytes, Body::In1::pixelBytes, Body::In2::pixelBytes};
     const int vectors = width / lanes;
