@@ -5,8 +5,16 @@
 namespace TQ::App {
 
 namespace {
+
 constexpr std::size_t alignment = 64;
+
+/// An odd number of cache lines: a filter's window takes pixels from above each other, and at a power of two
+/// these would fall into a few sets of the processor's caches (in 4096 columns that cost a fifth).
+std::size_t RowPitch(std::size_t bytes) {
+    return ((bytes + alignment - 1) / alignment | 1) * alignment;
 }
+
+}  // namespace
 
 int BytesPerSample(SampleDepth depth) {
     switch (depth) {
@@ -24,9 +32,8 @@ Picture::Picture(int width, int height, SampleDepth depth)
     : _width(width),
       _height(height),
       _depth(depth),
-      _rowBytes((static_cast<std::size_t>(width) * 4 * static_cast<std::size_t>(BytesPerSample(depth)) +
-                 alignment - 1) /
-                alignment * alignment),
+      _rowBytes(
+          RowPitch(static_cast<std::size_t>(width) * 4 * static_cast<std::size_t>(BytesPerSample(depth)))),
       _pixels(static_cast<std::uint8_t*>(
           ::operator new(_rowBytes* static_cast<std::size_t>(height), std::align_val_t(alignment)))) {
 }

@@ -12,8 +12,8 @@ enum class SampleDepth { Byte, Short, Float };
 int BytesPerSample(SampleDepth depth);
 
 /// One RGBA picture in memory that this host owns. Rows run from the top of the picture to its bottom,
-/// `rowBytes` apart (a multiple of 64); the block is aligned to 64 bytes. Byte samples have white 255, Short
-/// 65535, Float 1.
+/// `rowBytes` apart (an odd multiple of 64); the block is aligned to 64 bytes. Byte samples have white 255,
+/// Short 65535, Float 1.
 class Picture {
   public:
     /// Uninitialised pixels. Throws std::bad_alloc. Width and height are at least 1.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -22,8 +23,8 @@ using Handle = std::shared_ptr<FilterBase>;
 using Half = GatedSumFilter::Half;
 
 constexpr int reachOfStep = 2;
-/// Rows for which it pays to cut a band in two, although each part computes some rows of the other.
-constexpr int leastRowsOfBand = 128;
+/// Rows or columns for which it pays to cut a band in two, although each part computes some of the other.
+constexpr int leastSideOfBand = 128;
 
 bool IsSource(const FilterBase& filter) {
     return filter.inputs.empty();
@@ -137,28 +138,50 @@ std::optional<Joint> JointOf(const TemporalAddFilter& join) {
 }
 
 /// Bands of about one size, one for each thread where the picture is large enough: every cut costs the pixels
-/// that both its sides compute. Bands are half as wide where frames take more than a byte for each channel,
-/// as their pixels share the second-level cache with what the steps keep.
+/// that both its sides compute, so they are cut in the way that leaves the least work for one thread. The
+/// more bytes a frame takes for each channel the narrower bands are, as their pixels share the second-level
+/// cache with what the steps keep.
 struct GatedBands {
     GatedBands(const Bounds& bounds, int channelBits, int threads) : whole(bounds) {
-        const int mostColumns = channelBits > 8 ? gatedMostColumns / 2 : gatedMostColumns;
-        columns = (Width(bounds) + mostColumns - 1) / mostColumns;
-        rows =
-            std::clamp((threads + columns - 1) / columns, 1, std::max(Height(bounds) / leastRowsOfBand, 1));
+        const int mostColumns = gatedMostColumns * 8 / channelBits;
+        const int least = PartsOf(Width(bounds), mostColumns);
+        const int most = std::clamp(threads, least, std::max(Width(bounds) / leastSideOfBand, least));
+        std::int64_t leastCost = std::numeric_limits<std::int64_t>::max();
+        for (int c = least; c <= most; ++c) {
+            const int r = std::clamp(PartsOf(threads, c), 1, std::max(Height(bounds) / leastSideOfBand, 1));
+            const std::int64_t cost =
+                SideOf(Width(bounds), c) * SideOf(Height(bounds), r) * PartsOf(c * r, threads);
+            if (cost < leastCost) {
+                leastCost = cost;
+                columns = c;
+                rows = r;
+            }
+        }
     }
 
     Bounds At(int index) const {
-        const auto cut = [](std::int32_t begin, std::int32_t end, int i, int count) {
-            return static_cast<std::int32_t>(begin + (std::int64_t{end} - begin) * i / count);
+        const auto cut = [](std::int32_t begin, std::int32_t end, int i, int count, int multiple) {
+            const std::int64_t size = std::int64_t{end} - begin;
+            return static_cast<std::int32_t>(i == count ? end
+                                                        : begin + size * i / count / multiple * multiple);
         };
         const int column = index % columns;
         const int row = index / columns;
-        return {cut(whole.x1, whole.x2, column, columns), cut(whole.y1, whole.y2, row, rows),
-                cut(whole.x1, whole.x2, column + 1, columns), cut(whole.y1, whole.y2, row + 1, rows)};
+        return {cut(whole.x1, whole.x2, column, columns, gatedBlock), cut(whole.y1, whole.y2, row, rows, 1),
+                cut(whole.x1, whole.x2, column + 1, columns, gatedBlock),
+                cut(whole.y1, whole.y2, row + 1, rows, 1)};
+    }
+
+    static int PartsOf(int size, int part) { return (size + part - 1) / part; }
+    /// What the largest part of a side computes that is cut into `parts`: on average over the steps so much
+    /// more beyond each cut.
+    static std::int64_t SideOf(int size, int parts) {
+        constexpr int beyondCut = 8;
+        return PartsOf(size, parts) + beyondCut * std::min(parts - 1, 2);
     }
 
     Bounds whole;
-    int columns, rows;
+    int columns = 1, rows = 1;
 };
 
 }  // namespace

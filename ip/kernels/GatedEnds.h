@@ -17,43 +17,48 @@ class SumsInTile {
     SumsInTile(const GatedStep& step, int block, const SumTile& tile)
         : _step(step), _block(block), _tile(tile) {}
 
-    /// Those of block i of the tile, in rows of the batch.
-    template <class Format>
+    /// Those of the blocks from block i of the tile on, in rows of the batch.
+    template <class Format, int Blocks>
     class Compared {
       public:
         TQ_INLINE Compared(const SumsInTile& s, int i, int /*x*/, const Ahead<Format>& /*ahead*/)
-            : _sums(s._tile.Block(i + 1)), _place(s._step.place + motionReach) {}
+            : _place(s._step.place + motionReach) {
+            for (int b = 0; b < Blocks; ++b) {
+                _sums[b] = s._tile.Block(i + 1 + b);
+            }
+        }
 
         template <bool Opaque>
         TQ_INLINE Pixel Load(int r, int v) const {
-            return _sums[_place[r]].Load(v);
+            return _sums[v / gatedBlock][_place[r]].Load(v % gatedBlock);
         }
         TQ_INLINE void Fetch(int /*r*/, int /*v*/) const {}
 
       private:
-        const SumCell* const _sums;
+        const SumCell* _sums[Blocks];
         const int* const _place;
     };
 
-    /// Those of the block before, in rows from two above the batch on. These two arrived with the batch
-    /// before, the block before the first one with the tile before. `inPlace` is where the gated sum goes.
+    /// Those of the blocks from the one before on, in rows from two above the batch on. These two arrived
+    /// with the batch before, the block before the first one with the tile before. `inPlace` is where the
+    /// gated sum goes.
     class Gated {
       public:
         TQ_INLINE Gated(const SumsInTile& s, int i, const BlockPixels& /*first*/)
-            : _kept(s._step.blocks[s._block + i - 1].sums) {}
+            : _kept(&s._step.blocks[s._block + i - 1]) {}
 
         template <bool Opaque>
         TQ_INLINE Pixel LoadUpper(int r, int v, const SumCell& /*inPlace*/) const {
-            return _kept[r].Load(v);
+            return _kept[v / gatedBlock].sums[r].Load(v % gatedBlock);
         }
         template <bool Opaque>
         TQ_INLINE Pixel LoadLower(int /*r*/, int v, const SumCell& inPlace) const {
-            return inPlace.Load(v);
+            return inPlace.Load(v % gatedBlock);
         }
-        TQ_INLINE void Keep(int r, const SumCell& sums) const { _kept[r] = sums; }
+        TQ_INLINE void Keep(int r, int block, const SumCell& sums) const { _kept[block].sums[r] = sums; }
 
       private:
-        SumCell* const _kept;
+        KeptBlock* const _kept;
     };
 
     static bool Covers(int /*x*/) { return true; }
@@ -84,7 +89,7 @@ class SumsOfFrame {
   public:
     explicit SumsOfFrame(const GatedStep& first) : _first(first), _pixels(first) {}
 
-    template <class>
+    template <class, int>
     class Compared {
       public:
         TQ_INLINE Compared(SumsOfFrame& s, int /*i*/, int x, const Ahead<Format>& ahead)
@@ -119,7 +124,7 @@ class SumsOfFrame {
         TQ_INLINE Pixel LoadLower(int r, int v, const SumCell& inPlace) const {
             return LoadUpper<Opaque>(r, v, inPlace);
         }
-        void Keep(int /*r*/, const SumCell& /*sums*/) const {}
+        void Keep(int /*r*/, int /*block*/, const SumCell& /*sums*/) const {}
 
       private:
         const BlockPixels _pixels;

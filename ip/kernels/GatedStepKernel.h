@@ -102,13 +102,22 @@ class StepOverTile {
             _block > lastGated + 1) {
             return;
         }
+        const auto areTakenTogether = [&](int i) {
+            const int block = _block + i;
+            return block >= firstArriving && block < lastArriving && block > firstGated &&
+                   block <= lastGated + 1 && AreWhole(i);
+        };
         for (int i = 0; i < tileBlocks; ++i) {
             const int block = _block + i;
             const bool isCompared = block >= firstArriving && block <= lastArriving;
             const bool isGated = block > firstGated && block <= lastGated + 1;
             const Ahead<Frame> ahead(block, firstArriving, lastArriving);
-            if (isCompared && isGated && block < lastArriving && AreWhole(i)) {
-                CompareAndGate(i, ahead);
+            if (areTakenTogether(i)) {
+                if (i % 2 == 0 && areTakenTogether(i + 1) && CompareAndGateTwo(i, ahead)) {
+                    ++i;
+                } else {
+                    CompareAndGate(i, ahead);
+                }
                 continue;
             }
             if (isCompared) {
@@ -168,22 +177,23 @@ class StepOverTile {
 
     int XOf(int i) const { return _gridX + (_block + i) * gatedBlock; }
 
-    /// Similarities of the frame to the sums that arrive in block i of the tile, added up in columns of five.
-    template <bool Opaque>
+    /// Similarities of the frame to the sums that arrive in the blocks from block i of the tile on, added up
+    /// in columns of five.
+    template <bool Opaque, int Blocks>
     class Comparison {
       public:
         TQ_INLINE Comparison(StepOverTile& s, int i, const Ahead<Frame>& ahead)
             : _rule(s._rule),
-              _kept(s._step.blocks[s._block + i]),
+              _kept(&s._step.blocks[s._block + i]),
               _frame(s._pixels.Block(s.XOf(i))),
               _sums(s._arriving, i, s.XOf(i), ahead),
               _columnSums(s._columnSums.Block(i)),
               _rows(s._compared),
               _topRow(s._topRow),
               _ahead(ahead.BytesIn(*s._step.input)),
-              _history(_kept.history) {
+              _history(_kept) {
             for (int r = 0; r < motionReach; ++r) {
-                FetchPixels<Frame, gatedBlock * Frame::pixelBytes>(_frame.Row(r) + _ahead);
+                FetchPixels<Frame, Blocks * gatedBlock * Frame::pixelBytes>(_frame.Row(r) + _ahead);
             }
         }
 
@@ -200,7 +210,7 @@ class StepOverTile {
         /// Returns the sums of the columns of five that end with row r, whose similarity is s.
         TQ_INLINE F AddRow(int r, int v, F s) {
             const F sums = _history.Add(r, v, s);
-            Write(_columnSums + r * Columns::rowFloats + v, sums);
+            Write(_columnSums + r * Columns::rowFloats + Columns::Column(v), sums);
             return sums;
         }
 
@@ -218,22 +228,22 @@ class StepOverTile {
             }
         }
 
-        TQ_INLINE void Finish() { _history.Keep(_kept.history); }
+        TQ_INLINE void Finish() { _history.Keep(_kept); }
 
       private:
         const Rule _rule;
-        KeptBlock& _kept;
+        KeptBlock* const _kept;
         const BlockPixels _frame;
-        const typename Arriving::template Compared<Frame> _sums;
+        const typename Arriving::template Compared<Frame, Blocks> _sums;
         float* const _columnSums;
         const RowRange _rows;
         const int _topRow;
         const std::int64_t _ahead;
-        History<lanes == gatedBlock> _history;
+        History<lanes == gatedBlock, Blocks> _history;
     };
 
     [[gnu::noinline]] void Compare(int i, const Ahead<Frame>& ahead) {
-        Comparison<false> comparison(*this, i, ahead);
+        Comparison<false, 1> comparison(*this, i, ahead);
         comparison.AddRows();
         comparison.Finish();
     }
@@ -242,21 +252,23 @@ class StepOverTile {
     /// sums are the last.
     enum class Way { General, Opaque, Last };
 
-    /// The gated sums of the block before block i of the tile, in their places.
-    template <Way way>
+    /// The gated sums of the blocks from the one before block i of the tile on, in their places.
+    template <Way way, int Blocks>
     class Gating {
       public:
         static constexpr bool isOpaque = way == Way::Opaque;
 
-        /// `frame` and `first` are the block's pixels in the frame, and where the sums are a frame, in that.
+        /// `frame` and `first` are the blocks' pixels in the frame, and where the sums are a frame, in that.
         TQ_INLINE Gating(const StepOverTile& s, int i, const BlockPixels& frame, const BlockPixels& first)
             : _rule(s._rule),
               _frame(frame),
               _arriving(s._arriving, i, first),
               _place(s._step.place),
-              _sums(s._tile.Block(i)),
-              _futurePlace(s._future.place),
-              _future(s._future.tile.Block(i + 1)) {
+              _futurePlace(s._future.place) {
+            for (int b = 0; b < Blocks; ++b) {
+                _sums[b] = s._tile.Block(i + b);
+                _future[b] = s._future.tile.Block(i + 1 + b);
+            }
             if constexpr (way == Way::Last) {
                 _output = _rule.output.At(s.XOf(i - 1), s._y - motionReach);
                 _outputRowBytes = _rule.output.RowBytes();
@@ -282,24 +294,28 @@ class StepOverTile {
 
         /// Keeps the last rows for the next batch.
         TQ_INLINE void Finish() {
-            for (int r = 0; r < motionReach; ++r) {
-                _arriving.Keep(r, _sums[_place[batchRows + r]]);
+            for (int b = 0; b < Blocks; ++b) {
+                for (int r = 0; r < motionReach; ++r) {
+                    _arriving.Keep(r, b, _sums[b][_place[batchRows + r]]);
+                }
             }
         }
 
       private:
         template <class Window, class Load>
         TQ_INLINE void Row(int r, Window window, Load load) {
-            SumCell& to = _sums[_place[r]];
-            const SumCell& future = _future[_futurePlace[motionReach + r]];
             const unsigned char* pixels = _frame.Row(r);
-            for (int v = 0; v < gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
-                const Pixel sum = _rule.template At<isOpaque>(pixels, load(v, to), window(v), future.Load(v));
+#pragma GCC unroll 2
+            for (int v = 0; v < Blocks * gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
+                SumCell& to = _sums[v / gatedBlock][_place[r]];
+                const SumCell& future = _future[v / gatedBlock][_futurePlace[motionReach + r]];
+                const Pixel sum =
+                    _rule.template At<isOpaque>(pixels, load(v, to), window(v), future.Load(v % gatedBlock));
                 if constexpr (way == Way::Last) {
                     _rule.output.Store(
                         _output + r * _outputRowBytes + v * 4 * static_cast<int>(sizeof(float)), sum);
                 } else {
-                    to.Store(v, sum);
+                    to.Store(v % gatedBlock, sum);
                 }
             }
         }
@@ -308,9 +324,9 @@ class StepOverTile {
         const BlockPixels _frame;
         const typename Arriving::Gated _arriving;
         const int* const _place;
-        SumCell* const _sums;
+        SumCell* _sums[Blocks];
         const int* const _futurePlace;
-        const SumCell* const _future;
+        const SumCell* _future[Blocks];
         unsigned char* _output = nullptr;  ///< of the block's first pixel
         std::int64_t _outputRowBytes = 0;
     };
@@ -328,7 +344,7 @@ class StepOverTile {
 
     template <Way way>
     TQ_INLINE void GateRows(int i, const BlockPixels& frame, const BlockPixels& first) {
-        Gating<way> gating(*this, i, frame, first);
+        Gating<way, 1> gating(*this, i, frame, first);
         const float* const sums = _columnSums.Block(i - 1);
 #if TQ_LANES == 16
         const float* const before = _columnSums.Block(i - 2);
@@ -366,34 +382,51 @@ class StepOverTile {
     }
 
 #if TQ_LANES == 16
-    /// Each row is gated while the next one is compared and the weight of the one after it inverted: so no
-    /// operation waits for the one just before it.
-    template <Way way>
+    /// Compares blocks from block i on, and gates as many from the one before on. Each row is gated while the
+    /// next one is compared and the weight of the one after it inverted: so no operation waits for the one
+    /// just before it.
+    template <Way way, int Blocks>
     TQ_INLINE void CompareAndGateRows(int i, const Ahead<Frame>& ahead, const BlockPixels& frame,
                                       const BlockPixels& first) {
-        Comparison<way == Way::Opaque> comparison(*this, i, ahead);
-        Gating<way> gating(*this, i, frame, first);
-        F columns = comparison.AddRow(0, 0, comparison.Similarity(0, 0, comparison.Inverse(0, 0)));
-        F inverse = comparison.Inverse(1, 0);
+        Comparison<way == Way::Opaque, Blocks> comparison(*this, i, ahead);
+        Gating<way, Blocks> gating(*this, i, frame, first);
         const float* const before = _columnSums.Block(i - 2);
         const float* const sums = _columnSums.Block(i - 1);
+        struct Row {
+            F of[Blocks];
+        };
+        Row columns, inverse;
+#pragma GCC unroll 2
+        for (int b = 0; b < Blocks; ++b) {
+            const int v = b * lanes;
+            columns.of[b] = comparison.AddRow(0, v, comparison.Similarity(0, v, comparison.Inverse(0, v)));
+            inverse.of[b] = comparison.Inverse(1, v);
+        }
         const auto window = [&](int r) __attribute__((always_inline)) {
-            return [ =, row = r * Columns::rowFloats ](int) __attribute__((always_inline)) {
-                return SumOfWindow(Read<F>(before + row), Read<F>(sums + row), columns);
+            return [&, row = r * Columns::rowFloats ](int v) __attribute__((always_inline)) {
+                const int b = v / lanes;
+                return SumOfWindow(b == 0 ? Read<F>(before + row) : Read<F>(sums + row),
+                                   b == 0 ? Read<F>(sums + row) : columns.of[0], columns.of[b]);
             };
         };
         const auto next = [&](int r) __attribute__((always_inline)) {
-            const F s = comparison.Similarity(r, 0, inverse);
-            inverse = comparison.Inverse(Smaller(r + 1, batchRows - 1), 0);
-            return comparison.AddRow(r, 0, s);
+            Row result;
+#pragma GCC unroll 2
+            for (int b = 0; b < Blocks; ++b) {
+                const int v = b * lanes;
+                const F s = comparison.Similarity(r, v, inverse.of[b]);
+                inverse.of[b] = comparison.Inverse(Smaller(r + 1, batchRows - 1), v);
+                result.of[b] = comparison.AddRow(r, v, s);
+            }
+            return result;
         };
         for (int r = 0; r < motionReach; ++r) {
-            const F nextColumns = next(r + 1);
+            const Row nextColumns = next(r + 1);
             gating.UpperRow(r, window(r));
             columns = nextColumns;
         }
         for (int r = motionReach; r < batchRows - 1; ++r) {
-            const F nextColumns = next(r + 1);
+            const Row nextColumns = next(r + 1);
             gating.LowerRow(r, window(r));
             columns = nextColumns;
         }
@@ -402,21 +435,48 @@ class StepOverTile {
         comparison.Finish();
     }
 
+    /// The way of block i - 1 while block i is compared, both as a whole.
+    Way WayOfWhole(int i) {
+        const BlockPixels first = _arriving.Frame(XOf(i - 1));
+        const Way way = WayOf(i, _pixels.Block(XOf(i - 1)), first, RowRange());
+        return _arriving.AreOpaque(_arriving.Frame(XOf(i)).FromRow(motionReach), RowRange()) ? way
+                                                                                             : Way::General;
+    }
+
+    template <int Blocks>
+    TQ_INLINE void CompareAndGateBlocks(int i, Way way, const Ahead<Frame>& ahead) {
+        const BlockPixels frame = _pixels.Block(XOf(i - 1));
+        const BlockPixels first = _arriving.Frame(XOf(i - 1));
+        if (way == otherWay) {
+            CompareAndGateRows<otherWay, Blocks>(i, ahead, frame, first);
+        } else {
+            CompareAndGateRows<Way::General, Blocks>(i, ahead, frame, first);
+        }
+    }
+
     /// Compares block i and gates the block before it, since the one is more arithmetic and the other more
     /// traffic.
     [[gnu::noinline]] void CompareAndGate(int i, const Ahead<Frame>& ahead) {
-        const BlockPixels frame = _pixels.Block(XOf(i - 1));
-        const BlockPixels first = _arriving.Frame(XOf(i - 1));
-        if (WayOf(i, frame, first, RowRange()) == otherWay &&
-            _arriving.AreOpaque(_arriving.Frame(XOf(i)).FromRow(motionReach), RowRange())) {
-            CompareAndGateRows<otherWay>(i, ahead, frame, first);
-        } else {
-            CompareAndGateRows<Way::General>(i, ahead, frame, first);
+        CompareAndGateBlocks<1>(i, WayOfWhole(i), ahead);
+    }
+
+    /// The same of blocks i and i + 1, where both go the same way: two rows of operations that do not wait
+    /// for each other.
+    [[gnu::noinline]] bool CompareAndGateTwo(int i, const Ahead<Frame>& ahead) {
+        const Way way = WayOfWhole(i);
+        if (WayOfWhole(i + 1) != way) {
+            return false;
         }
+        CompareAndGateBlocks<2>(i, way, ahead);
+        return true;
     }
 #else
+    // No block is one vector.
     void CompareAndGate(int /*i*/, const Ahead<Frame>& /*ahead*/) {
-    }  // no block is one vector
+    }
+    bool CompareAndGateTwo(int /*i*/, const Ahead<Frame>& /*ahead*/) {
+        return false;
+    }
 #endif
 
     const GatedStep& _step;

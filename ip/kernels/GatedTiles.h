@@ -12,7 +12,7 @@ constexpr int batchRows = gatedBatchRows;
 constexpr int tileBlocks = gatedTileBlocks;
 /// From a block to the one whose pixels are fetched ahead; fewer where they take more room.
 template <class Format>
-constexpr int aheadBlocks = Format::pixelBytes > 8 ? 2 : (Format::pixelBytes > 4 ? 4 : 3);
+constexpr int aheadBlocks = Format::pixelBytes > 8 ? 2 : 4;
 constexpr int historyRows = motionWindow - 1;
 constexpr int arrivingRows = motionReach + batchRows;
 static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
@@ -139,6 +139,8 @@ class ColumnSums {
     }
     /// Block i of the tile, rows rowFloats apart.
     TQ_INLINE float* Block(int i) const { return _work + (i + 2) * gatedBlock; }
+    /// From there to column v of the row.
+    static constexpr int Column(int v) { return v; }
 
   private:
     float* const _work;
@@ -153,13 +155,17 @@ class ColumnSums<true> {
     ColumnSums(float* work, KeptColumns& kept) : _work(work), _kept(kept.columnSums) {}
     void Keep() const {}
     TQ_INLINE float* Block(int i) const {
-        constexpr int block = batchRows * gatedBlock;
         const int last = i - (tileBlocks - 2);
-        return last >= 0 ? _kept + last * block : (i < 0 ? _kept + (i + 2) * block : _work + i * block);
+        return last >= 0 ? _kept + last * blockFloats
+                         : (i < 0 ? _kept + (i + 2) * blockFloats : _work + i * blockFloats);
     }
+    /// The next block follows where i is even.
+    static constexpr int Column(int v) { return v / gatedBlock * blockFloats + v % gatedBlock; }
 
   private:
-    static_assert(tileBlocks >= 4, "what was kept has been read when its place is written");
+    static constexpr int blockFloats = batchRows * gatedBlock;
+    static_assert(tileBlocks >= 4 && tileBlocks % 2 == 0,
+                  "what was kept has been read when its place is written, also two blocks at a time");
 
     float* const _work;
     float* const _kept;
@@ -292,12 +298,12 @@ TQ_INLINE bool IsOpaque(const BlockPixels& pixels, const RowRange& rows) {
 /// The last similarities of a block's columns, of which each row of a batch makes sums of five: those of the
 /// first two rows and of the next two first, at every level. In memory, as most levels have too few registers
 /// for them.
-template <bool InRegisters>
+template <bool InRegisters, int Blocks>
 class History {
   public:
-    explicit History(const float (&kept)[historyRows][gatedBlock]) {
-        __builtin_memcpy(_rows, kept, sizeof(kept));
-    }
+    static_assert(Blocks == 1);
+
+    explicit History(const KeptBlock* kept) { __builtin_memcpy(_rows, kept->history, sizeof(kept->history)); }
     /// That of the row before row r.
     TQ_INLINE F Last(int r, int i) const { return Read<F>(_rows[historyRows + r - 1] + i); }
     /// Gives all rows before row r the similarity of row r.
@@ -312,51 +318,57 @@ class History {
         const auto pair = [&](int n) { return Read<F>(_rows[r + n] + i) + Read<F>(_rows[r + n + 1] + i); };
         return pair(0) + pair(2) + s;
     }
-    void Keep(float (&kept)[historyRows][gatedBlock]) const {
-        __builtin_memcpy(kept, _rows[batchRows], sizeof(kept));
+    void Keep(KeptBlock* kept) const {
+        __builtin_memcpy(kept->history, _rows[batchRows], sizeof(kept->history));
     }
 
   private:
     alignas(64) float _rows[historyRows + batchRows][gatedBlock];
 };
 
-/// The same where a block is one vector: the last similarity, and the last sums of two, each of which serves
-/// twice.
-template <>
-class History<true> {
+/// The same where a block is one vector, of neighbouring blocks: the last similarity, and the last sums of
+/// two, each of which serves twice.
+template <int Blocks>
+class History<true, Blocks> {
   public:
-    TQ_INLINE explicit History(const float (&kept)[historyRows][gatedBlock]) : _last(Read<F>(kept[0])) {
+    TQ_INLINE explicit History(const KeptBlock* kept) {
+        for (int b = 0; b < Blocks; ++b) {
+            _last[b] = Read<F>(kept[b].history[0]);
+            for (int n = 0; n < pairs; ++n) {
+                _pair[n][b] = Read<F>(kept[b].history[1 + n]);
+            }
+        }
+    }
+    TQ_INLINE F Last(int /*r*/, int i) const { return _last[i / lanes]; }
+    TQ_INLINE void RepeatUpwards(int /*r*/, int i, F s) {
+        _last[i / lanes] = s;
         for (int n = 0; n < pairs; ++n) {
-            _pair[n] = Read<F>(kept[1 + n]);
+            _pair[n][i / lanes] = s + s;
         }
     }
-    TQ_INLINE F Last(int /*r*/, int /*i*/) const { return _last; }
-    TQ_INLINE void RepeatUpwards(int /*r*/, int /*i*/, F s) {
-        _last = s;
-        for (F& pair : _pair) {
-            pair = s + s;
-        }
-    }
-    TQ_INLINE F Add(int /*r*/, int /*i*/, F s) {
-        const F sum = _pair[0] + _pair[2] + s;
-        _pair[0] = _pair[1];
-        _pair[1] = _pair[2];
-        _pair[2] = _last + s;
-        _last = s;
+    TQ_INLINE F Add(int /*r*/, int i, F s) {
+        const int b = i / lanes;
+        const F sum = _pair[0][b] + _pair[2][b] + s;
+        _pair[0][b] = _pair[1][b];
+        _pair[1][b] = _pair[2][b];
+        _pair[2][b] = _last[b] + s;
+        _last[b] = s;
         return sum;
     }
-    TQ_INLINE void Keep(float (&kept)[historyRows][gatedBlock]) const {
-        Write(kept[0], _last);
-        for (int n = 0; n < pairs; ++n) {
-            Write(kept[1 + n], _pair[n]);
+    TQ_INLINE void Keep(KeptBlock* kept) const {
+        for (int b = 0; b < Blocks; ++b) {
+            Write(kept[b].history[0], _last[b]);
+            for (int n = 0; n < pairs; ++n) {
+                Write(kept[b].history[1 + n], _pair[n][b]);
+            }
         }
     }
 
   private:
     static constexpr int pairs = historyRows - 1;
 
-    F _last;
-    F _pair[pairs];  ///< the oldest first
+    F _last[Blocks];
+    F _pair[pairs][Blocks];  ///< the oldest first
 };
 
 }  // namespace
