@@ -9,6 +9,7 @@
 
 #include "ip/filters/DetectMotionFilter.h"
 #include "ip/filters/KernelFilter.h"
+#include "ip/filters/SharedBands.h"
 #include "ip/filters/SlotScratch.h"
 #include "ip/filters/TemporalAddFilter.h"
 #include "ip/filters/TemporalUnmultFilter.h"
@@ -285,18 +286,31 @@ void GatedSumFilter::RunHost(Host& runHost, Layer& target, const std::vector<Lay
     const SlotScratch scratch(runHost, floats * static_cast<std::int64_t>(sizeof(float)));
     _scratch = &scratch;
     const GatedBands bands(target.Bounds(), layers.back()->ChannelBits(), ThreadSlots(runHost));
-    ForParts(runHost, bands.columns * bands.rows,
-             [&](int part, int slot) { RunHostRows(bands.At(part), slot); });
+    SharedBands shared(ThreadSlots(runHost));
+    _shared = &shared;
+    const int count = bands.columns * bands.rows;
+    // After the bands, as many times as there are threads, what is left of them.
+    ForParts(runHost, count > 1 ? count + ThreadSlots(runHost) : count, [&](int part, int slot) {
+        if (part < count) {
+            RunHostRows(bands.At(part), slot);
+            return;
+        }
+        while (const std::optional<Bounds> rest = shared.Take()) {
+            RunHostRows(*rest, slot);
+        }
+    });
 }
 
 void GatedSumFilter::RunHostRows(const Bounds& band, int slot) {
+    SharedBands::Walk walk(*_shared, slot, band);
     const GatedSumParameters parameters{1.0F / _limit,
                                         static_cast<std::int32_t>(_pastInputs),
                                         static_cast<std::int32_t>(inputs.size() - _pastInputs),
                                         static_cast<std::int32_t>(_joinFrame),
                                         {_startsFromSum[0], _startsFromSum[1]},
                                         _weights.data(),
-                                        reinterpret_cast<float*>(_scratch->Of(slot))};
+                                        reinterpret_cast<float*>(_scratch->Of(slot)),
+                                        &walk};
     RunBand(KernelId::GatedSum, *inputLayers.back(), band, &parameters, threadThatDoesNotReport);
 }
 

@@ -5,6 +5,7 @@
 namespace TQ::IP {
 
 class DetectMotionFilter;
+class SharedBands;
 class SlotScratch;
 class TemporalAddFilter;
 
@@ -61,6 +62,7 @@ class GatedSumFilter : public Filter {
     std::vector<float> _weights;            ///< one per input
     std::vector<int> _reach;                ///< how far each input is read beyond the output, in pixels
     const SlotScratch* _scratch = nullptr;  ///< during a run
+    SharedBands* _shared = nullptr;         ///< the same
 };
 
 }  // namespace TQ::IP

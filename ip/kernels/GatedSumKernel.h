@@ -64,7 +64,8 @@ class GatedWalk {
         SetGates(p.pastFrames, p.futureFrames);
     }
 
-    void Run(RowsWalked& walked) {
+    /// `claims` may be null.
+    void Run(RowsWalked& walked, RowClaims* claims) {
         const GatedStep& past = _step[0];
         const GatedStep& future = _step[_p.pastFrames];
         // Blocks begin where the band does, so that what leaves the band is whole.
@@ -72,7 +73,10 @@ class GatedWalk {
         _gridX = _band.x1 - (_band.x1 - left + gatedBlock - 1) / gatedBlock * gatedBlock;
         const int blocks = (_band.x2 - _gridX + gatedBlock - 1) / gatedBlock + _lag;
         int y = Smaller(past.domain.y1 + motionReach * past.lag, future.domain.y1 + motionReach * future.lag);
-        for (; y - motionReach * _lag < _band.y2; y += batchRows) {
+        for (int end = _band.y2; y - motionReach * _lag < end; y += batchRows) {
+            if (claims != nullptr) {
+                end = claims->Claim(y - motionReach * _lag + batchRows);
+            }
             const RowRange finished(_band.y1, _band.y2, y - motionReach * _lag);
             for (int r = finished.first; r < finished.end; ++r) {
                 walked.AddRow();
@@ -252,7 +256,8 @@ bool RunGatedSum(const ImageView& output, const ImageView* inputs, const Bounds&
             return static_cast<std::int32_t>(band.x1 +
                                              static_cast<std::int64_t>(band.x2 - band.x1) * at / parts);
         };
-        GatedWalk<Frame>(output, inputs, {cut(i), band.y1, cut(i + 1), band.y2}, p).Run(walked);
+        GatedWalk<Frame>(output, inputs, {cut(i), band.y1, cut(i + 1), band.y2}, p)
+            .Run(walked, parts == 1 ? p.claims : nullptr);
     }
     EndStream();
     return true;

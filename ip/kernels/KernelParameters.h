@@ -29,6 +29,17 @@ struct DetectMotionParameters {
     float weight;        ///< weight of the frame; read by TemporalMultAddDetectMotion only
 };
 
+/// How a walk down a band tells which rows it does, so that others can take what is left of them.
+class RowClaims {
+  public:
+    /// The walk does its rows above `end` now, which is where one of its batches ends. Returns the end of its
+    /// band: that at first, or where another batch ends that lies not above `end`.
+    virtual std::int32_t Claim(std::int32_t end) = 0;
+
+  protected:
+    ~RowClaims() = default;
+};
+
 /// GatedSum: two chains of steps, each of which gates the sum so far by its similarity to a frame and adds
 /// the frame. Inputs are the frames of the past half, then those of the future half, farthest first. The
 /// result is the sum of the future half, plus that of the past half (if there is one) gated by its similarity
@@ -42,6 +53,8 @@ struct GatedSumParameters {
     bool startsFromSum[2];  ///< the first input of the past, of the future half is a sum, which is float
     const float* weights;   ///< one per input; that of a sum is not used
     float* scratch;         ///< GatedSumScratchFloats floats for this call alone, aligned to 64 bytes
+    RowClaims* claims =
+        nullptr;  ///< null where the band is walked to its end; looked at in bands that are not cut
 };
 
 constexpr std::int32_t gatedMostFrames = 22;
