@@ -102,24 +102,29 @@ class StepOverTile {
             _block > lastGated + 1) {
             return;
         }
-        const auto areTakenTogether = [&](int i) {
-            const int block = _block + i;
-            return block >= firstArriving && block < lastArriving && block > firstGated &&
-                   block <= lastGated + 1 && AreWhole(i);
-        };
+        // The blocks that are compared as a whole while the one before is gated as a whole. (With fewer
+        // registers than AVX-512 has it is faster to do the one after the other everywhere.)
+        int firstWhole = firstArriving > firstGated ? firstArriving : firstGated + 1;
+        int lastWhole = lanes == gatedBlock && AreRowsWhole() ? Smaller(lastArriving - 1, lastGated + 1) : -1;
+        while (firstWhole <= lastWhole && !IsCovered(firstWhole)) {
+            ++firstWhole;
+        }
+        while (firstWhole <= lastWhole && !IsCovered(lastWhole)) {
+            --lastWhole;
+        }
         for (int i = 0; i < tileBlocks; ++i) {
             const int block = _block + i;
-            const bool isCompared = block >= firstArriving && block <= lastArriving;
-            const bool isGated = block > firstGated && block <= lastGated + 1;
             const Ahead<Frame> ahead(block, firstArriving, lastArriving);
-            if (areTakenTogether(i)) {
-                if (i % 2 == 0 && areTakenTogether(i + 1) && CompareAndGateTwo(i, ahead)) {
+            if (block >= firstWhole && block <= lastWhole) {
+                if (i % 2 == 0 && block < lastWhole && CompareAndGateTwo(i, ahead)) {
                     ++i;
                 } else {
                     CompareAndGate(i, ahead);
                 }
                 continue;
             }
+            const bool isCompared = block >= firstArriving && block <= lastArriving;
+            const bool isGated = block > firstGated && block <= lastGated + 1;
             if (isCompared) {
                 Compare(i, ahead);
             }
@@ -167,12 +172,14 @@ class StepOverTile {
         }
     }
 
-    /// Whether block i is compared, and the block before it gated, in all rows of the batch, and their pixels
-    /// exist. (With fewer registers than AVX-512 has it is faster to do the one after the other everywhere.)
-    bool AreWhole(int i) const {
-        return lanes == gatedBlock && _compared.IsWhole() && _gated.IsWhole() && _topRow < 0 &&
-               _pixels.Covers(XOf(i)) && _pixels.Covers(XOf(i - 1)) && _arriving.Covers(XOf(i)) &&
-               _arriving.Covers(XOf(i - 1));
+    /// Whether blocks are compared and gated in all rows of the batch.
+    bool AreRowsWhole() const { return _compared.IsWhole() && _gated.IsWhole() && _topRow < 0; }
+
+    /// Whether the pixels of a block, counted in the band, and of the one before it exist.
+    bool IsCovered(int block) const {
+        const int x = _gridX + block * gatedBlock;
+        return _pixels.Covers(x) && _pixels.Covers(x - gatedBlock) && _arriving.Covers(x) &&
+               _arriving.Covers(x - gatedBlock);
     }
 
     int XOf(int i) const { return _gridX + (_block + i) * gatedBlock; }
@@ -202,6 +209,9 @@ class StepOverTile {
 
         TQ_INLINE F Similarity(int r, int v, F inverse) const {
             const unsigned char* const pixels = _frame.Row(motionReach + r) + v * Frame::pixelBytes;
+            if constexpr (Blocks > 1) {
+                FetchKept(r, v / gatedBlock);
+            }
             FetchPixels<Frame, Frame::vectorBytes>(pixels + _ahead);
             _sums.Fetch(r, v);
             return _rule.Similarity(pixels, _sums.template Load<Opaque>(r, v).rgb, inverse);
@@ -231,6 +241,15 @@ class StepOverTile {
         TQ_INLINE void Finish() { _history.Keep(_kept); }
 
       private:
+        /// What the step keeps of the blocks that come next, a line of each for a row.
+        TQ_INLINE void FetchKept(int r, int block) const {
+            constexpr int line = 64;
+            if (r < static_cast<int>(sizeof(KeptBlock)) / line) {
+                const auto* const next = reinterpret_cast<const unsigned char*>(_kept + Blocks + block);
+                PrefetchNear<line>(next + r * line);
+            }
+        }
+
         const Rule _rule;
         KeptBlock* const _kept;
         const BlockPixels _frame;
