@@ -1,9 +1,14 @@
 // What several filters compute as one is what they compute one after the other.
 
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "ip/filters/AddHighPassFilter.h"
 #include "ip/filters/DetectMotionFilter.h"
 #include "ip/filters/FilterTest.h"
 #include "ip/filters/GaussianBlurFilter.h"
+#include "ip/filters/SharedBands.h"
 #include "ip/filters/TemporalAddFilter.h"
 #include "ip/filters/TemporalUnmultFilter.h"
 
@@ -118,6 +123,45 @@ TEST_P(Fusion, WidePicturesFallIntoBandsOfColumns) {
     const double step = GetParam().bits == 32 ? 0 : 1.0 / GetParam().white;
     const LayerHandle expected = bench.Render(Joined(false, 2, 2, 0), area, 32);
     EXPECT_LE(bench.Error(bench.Render(Joined(true, 2, 2, 0), area, 32), expected), lastBits + step);
+}
+
+TEST_P(Fusion, AThreadTakesTheRowsThatAnotherHasNotComeTo) {
+    /// The first thread to come so far stops within its band until a third one is begun.
+    struct StoppingHost : MemoryHost {
+        using MemoryHost::MemoryHost;
+        void UpdateProgress(int thread, std::uint64_t done, std::uint64_t total) override {
+            MemoryHost::UpdateProgress(thread, done, total);
+            const bool isBand = total > 16;
+            bandsBegun += isBand && done == 0 ? 1 : 0;
+            if (isBand && done >= 32 && !stopped.exchange(true)) {
+                const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+                while (bandsBegun < 3 && std::chrono::steady_clock::now() < end) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                }
+            }
+        }
+        std::atomic<int> bandsBegun{0};
+        std::atomic<bool> stopped{false};
+    };
+    area = {0, 0, 290, 420};
+    StoppingHost host(2);
+    host.style = bench.host.style;
+    const LayerHandle output = MakeLayer(host, area, 32);
+    IP::RenderGraph(Joined(true, 2, 2, 0), host, output);
+    EXPECT_GE(host.bandsBegun, 3);
+    EXPECT_EQ(bench.Error(output, bench.Render(Joined(true, 2, 2, 0), area, 32)), 0);
+}
+
+TEST(SharedBands, AreCutBetweenTwoBatches) {
+    IP::SharedBands bands(2);
+    IP::SharedBands::Walk walk(bands, 0, {5, 0, 100, 200});
+    EXPECT_FALSE(bands.Take()) << "the walk has not told where its batches end";
+    EXPECT_EQ(walk.Claim(24), 200);
+    EXPECT_EQ(bands.Take(), (Bounds{5, 120, 100, 200}));
+    EXPECT_EQ(walk.Claim(40), 120);
+    EXPECT_EQ(bands.Take(), (Bounds{5, 88, 100, 120}));
+    EXPECT_FALSE(bands.Take()) << "48 rows are not worth a band";
+    EXPECT_EQ(walk.Claim(56), 88);
 }
 
 TEST_P(Fusion, AChainIsCutWhereFramesWouldTakeTooMuchMemory) {
