@@ -8,6 +8,7 @@
 
 #include "ip/Layer.h"
 #include "ip/kernels/KernelParameters.h"
+#include "ip/records/RowClaims.h"
 
 namespace TQ::IP {
 
@@ -31,7 +32,7 @@ class SharedBands {
             const std::lock_guard lock(_bands._mutex);
             _own = {band, band.y2};
         }
-        ~Walk() {
+        ~Walk() override {
             const std::lock_guard lock(_bands._mutex);
             _own = {};
         }

@@ -10,6 +10,7 @@
 // rows of a batch and the last columns of a tile, and a tile stays in the first-level cache.
 
 #include "ip/kernels/GatedStepKernel.h"
+#include "ip/records/RowClaims.h"
 
 namespace TQ::IP::TQ_LEVEL {
 namespace {

@@ -29,16 +29,7 @@ struct DetectMotionParameters {
     float weight;        ///< weight of the frame; read by TemporalMultAddDetectMotion only
 };
 
-/// How a walk down a band tells which rows it does, so that others can take what is left of them.
-class RowClaims {
-  public:
-    /// The walk does its rows above `end` now, which is where one of its batches ends. Returns the end of its
-    /// band: that at first, or where another batch ends that lies not above `end`.
-    virtual std::int32_t Claim(std::int32_t end) = 0;
-
-  protected:
-    ~RowClaims() = default;
-};
+class RowClaims;
 
 /// GatedSum: two chains of steps, each of which gates the sum so far by its similarity to a frame and adds
 /// the frame. Inputs are the frames of the past half, then those of the future half, farthest first. The
