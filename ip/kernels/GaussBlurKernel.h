@@ -5,6 +5,8 @@
 // passes never leaves the cache. Every value is that of the two passes one after the other. Included by the
 // level files only; see Vector.h.
 
+#include <type_traits>
+
 #include "ip/kernels/GaussColumnKernel.h"
 #include "ip/kernels/GaussRowKernel.h"
 #include "ip/kernels/PointKernels.h"
@@ -12,14 +14,13 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-/// The blur of a band of columns, row by row. With `Subtract` it is the picture minus its blur, as floats
-/// with white at 1.
-template <class StorageType, bool Subtract>
+/// The blur of a band of columns, a step of stepRows rows at a time. `Columns` is SampleColumns or
+/// ColorColumns.
+template <class Columns>
 class BlurStream {
   public:
-    using Storage = StorageType;
-    static constexpr int sampleBytes = sizeof(typename Storage::Channel);
-    static constexpr int outputSampleBytes = Subtract ? sizeof(float) : sampleBytes;
+    using Storage = typename Columns::Storage;
+    static constexpr int outputPixelBytes = 4 * Columns::outputVectorBytes / lanes;
 
     /// Columns x1 to x2 of `input`, from row y1 of `band` on.
     BlurStream(const ImageView& input, const Bounds& band, const GaussBlurParameters& p)
@@ -28,33 +29,57 @@ class BlurStream {
           _x1(band.x1),
           _x2(band.x2),
           _length(input.bounds.y2 - input.bounds.y1),
-          _vectors((4 * (band.x2 - band.x1) + lanes - 1) / lanes),
+          _blocks((band.x2 - band.x1 + lanes - 1) / lanes),
           _ringRows(GaussRingRows(p.alongY.radius)),
-          _rowBytes(GaussRowPitch(std::int64_t{_vectors} * lanes * sampleBytes)),
-          _outputRowBytes(GaussRowPitch(std::int64_t{_vectors} * lanes * outputSampleBytes)),
+          _rowBytes(GaussRowPitch(std::int64_t{_blocks} * lanes * pixelBytes)),
+          _resultRowBytes(GaussRowPitch(std::int64_t{_blocks} * lanes * outputPixelBytes)),
           _states(reinterpret_cast<GaussState*>(p.scratch)),
-          _output(p.scratch + static_cast<std::int64_t>(_vectors) * sizeof(GaussState)),
-          _ring(_output + stepRows * _outputRowBytes),
-          _constants(MakeGaussConstants(p.alongY, Subtract ? 0.0F : Storage::rounding)) {
-        if (4 * (_x2 - _x1) % lanes != 0) {
-            // The last vector of a row is not whole.
+          _results(p.scratch + std::int64_t{_blocks} * 4 * static_cast<std::int64_t>(sizeof(GaussState))),
+          _ring(_results + stepRows * _resultRowBytes),
+          _constants(MakeGaussConstants(p.alongY, Columns::subtracts ? 0.0F : Storage::rounding)) {
+        if ((_x2 - _x1) % lanes != 0) {
+            // The last block of a row is not whole.
             __builtin_memset(_ring, 0, static_cast<std::uint64_t>(_ringRows * _rowBytes));
         }
         const int restart = GaussRestart(p.alongY.radius, _length);
-        _done = (band.y1 - input.bounds.y1) / restart * restart;
-        _filled = _done > p.alongY.radius + 1 ? _done - p.alongY.radius - 1 : 0;
+        _next = (band.y1 - input.bounds.y1) / restart * restart;
+        _filled = _next > p.alongY.radius + 1 ? _next - p.alongY.radius - 1 : 0;
     }
 
-    /// Row y of the result; y does not decrease from call to call. Valid until the next call.
-    const unsigned char* Row(int y) {
-        const int row = y - _input.bounds.y1;
-        for (; _done <= row; _done += stepRows) {
-            Step(_done);
+    /// The first row of the next step.
+    int NextRow() const { return _input.bounds.y1 + _next; }
+    /// Blocks of `lanes` pixels from x1 on, the last of which may reach beyond x2.
+    int Blocks() const { return _blocks; }
+
+    /// Makes all ready for the next step.
+    void StartStep() {
+        const int y = _next;
+        FillRing(y + stepRows + _p.alongY.radius);
+        if (y % GaussRestart(_p.alongY.radius, _length) == 0) {
+            StartColumns(y);
         }
-        return _output + row % stepRows * _outputRowBytes;
+        for (int r = 0; r < stepRows; ++r) {
+            _rows.leading[r] = RingRow(y + r + _p.alongY.radius + 1);
+            _rows.trailing[r] = RingRow(y + r - _p.alongY.radius);
+            _rows.source[r] = Columns::subtracts ? SourceRow(y + r, r) : nullptr;
+            _rows.output[r] = Result(r);
+        }
+        _next += stepRows;
     }
+
+    /// The step's rows of `count` blocks from block `first` on, to the beginning of their places.
+    void Walk(int first, int count) {
+        Columns::Walk(_states + 4 * first, 4 * count, _constants, _rows,
+                      std::int64_t{first} * lanes * pixelBytes);
+    }
+
+    /// Row r of what was walked last, with room for all blocks.
+    unsigned char* Result(int r) const { return _results + r * _resultRowBytes; }
+    std::int64_t ResultRowBytes() const { return _resultRowBytes; }
 
   private:
+    static constexpr int sampleBytes = sizeof(typename Storage::Channel);
+    static constexpr int pixelBytes = 4 * sampleBytes;
     static constexpr int startRows = 16;  ///< that a state takes on each visit when it is formed
 
     const unsigned char* RingRow(int y) const {
@@ -83,24 +108,9 @@ class BlurStream {
         }
     }
 
-    /// Rows y to y + stepRows - 1 of the result.
-    void Step(int y) {
-        FillRing(y + stepRows + _p.alongY.radius);
-        if (y % GaussRestart(_p.alongY.radius, _length) == 0) {
-            StartColumns(y);
-        }
-        ColumnRows rows;
-        for (int r = 0; r < stepRows; ++r) {
-            rows.leading[r] = RingRow(y + r + _p.alongY.radius + 1);
-            rows.trailing[r] = RingRow(y + r - _p.alongY.radius);
-            rows.source[r] = Subtract ? SourceRow(y + r, r) : nullptr;
-            rows.output[r] = _output + r * _outputRowBytes;
-        }
-        WalkColumns<Storage, Subtract>(_states, _vectors, _constants, rows);
-    }
-
     void StartColumns(int y) {
-        for (int v = 0; v < _vectors; ++v) {
+        const int vectors = 4 * _blocks;
+        for (int v = 0; v < vectors; ++v) {
             _states[v] = GaussState{};
         }
         for (int j = -_p.alongY.radius - 1; j <= _p.alongY.radius; j += startRows) {
@@ -113,10 +123,10 @@ class BlurStream {
             }
             const int firstInside = j == -_p.alongY.radius - 1 ? 1 : 0;
             const int endInside = j + count - 1 == _p.alongY.radius ? count - 1 : count;
-            for (int v = 0; v < _vectors; ++v) {
+            for (int v = 0; v < vectors; ++v) {
                 GaussState state = _states[v];
                 const auto sample = [&](int r) __attribute__((always_inline)) {
-                    return Storage::LoadSamples(rows[r] + v * lanes * sampleBytes);
+                    return Columns::Load(rows[r], v);
                 };
                 if (firstInside > 0) {
                     AddToStart(state, weights[0], sample(0));
@@ -132,42 +142,55 @@ class BlurStream {
         }
     }
 
-    /// The unblurred picture, with room for whole vectors: at the end of the output's place, where each
-    /// vector is read before the output reaches it.
+    /// The unblurred picture, with room for whole blocks: at the end of the result's place, where each vector
+    /// is read before the result reaches it.
     const unsigned char* SourceRow(int y, int r) {
-        unsigned char* row = _output + r * _outputRowBytes +
-                             std::int64_t{_vectors} * lanes * (outputSampleBytes - sampleBytes);
-        Copy(row, PixelAt(_input, _x1, _input.bounds.y1 + Smaller(y, _length - 1), 4 * sampleBytes),
-             (_x2 - _x1) * 4 * sampleBytes);
+        unsigned char* row = Result(r) + std::int64_t{_blocks} * lanes * (outputPixelBytes - pixelBytes);
+        Copy(row, PixelAt(_input, _x1, _input.bounds.y1 + Smaller(y, _length - 1), pixelBytes),
+             (_x2 - _x1) * pixelBytes);
         return row;
     }
 
     const GaussBlurParameters& _p;
     const ImageView& _input;
     int _x1, _x2;
-    int _length;   ///< of the columns
-    int _vectors;  ///< of a row of the band
+    int _length;  ///< of the columns
+    int _blocks;  ///< of a row of the band
     int _ringRows;
     std::int64_t _rowBytes;        ///< from row to row of the ring
-    std::int64_t _outputRowBytes;  ///< from row to row of the output
+    std::int64_t _resultRowBytes;  ///< from row to row of a step's results
     GaussState* _states;
-    unsigned char* _output;  ///< stepRows rows
+    unsigned char* _results;  ///< stepRows rows
     unsigned char* _ring;
     GaussConstants _constants;
-    int _filled;  ///< rows up to here have been through the row pass
-    int _done;    ///< rows of the result
+    ColumnRows _rows;  ///< of the step
+    int _filled;       ///< rows up to here have been through the row pass
+    int _next;         ///< row of the next step
 };
 
-template <class Storage, bool Subtract>
+/// Those of a step's rows from row y on that lie in a band.
+struct StepRange {
+    int first, end;
+    StepRange(const Bounds& band, int y)
+        : first(y < band.y1 ? Smaller(band.y1 - y, stepRows) : 0), end(Smaller(stepRows, band.y2 - y)) {}
+};
+
+template <class Columns>
 void RunBlurStream(const ImageView& output, const ImageView& input, const Bounds& band,
                    const GaussBlurParameters& p, Image::Progress& progress) {
-    constexpr int outputPixelBytes = 4 * BlurStream<Storage, Subtract>::outputSampleBytes;
-    BlurStream<Storage, Subtract> stream(input, band, p);
+    constexpr int outputPixelBytes = BlurStream<Columns>::outputPixelBytes;
+    BlurStream<Columns> stream(input, band, p);
     const bool pastCaches = IsStreamed(output, outputPixelBytes);
-    for (int y = band.y1; y < band.y2; ++y) {
-        ReportRow(progress, band, y);
-        CopyOrStream(PixelAt(output, band.x1, y, outputPixelBytes), stream.Row(y),
-                     (band.x2 - band.x1) * outputPixelBytes, pastCaches);
+    while (stream.NextRow() < band.y2) {
+        const int y = stream.NextRow();
+        stream.StartStep();
+        stream.Walk(0, stream.Blocks());
+        const StepRange rows(band, y);
+        for (int r = rows.first; r < rows.end; ++r) {
+            CopyOrStream(PixelAt(output, band.x1, y + r, outputPixelBytes), stream.Result(r),
+                         (band.x2 - band.x1) * outputPixelBytes, pastCaches);
+            ReportRow(progress, band, y + r);
+        }
     }
     EndStream();
 }
@@ -177,32 +200,53 @@ bool RunGaussBlur(const ImageView& output, const ImageView* inputs, const Bounds
                   const void* parameters, Image::Progress& progress) {
     const auto& p = *static_cast<const GaussBlurParameters*>(parameters);
     if (p.alongY.subtractFromSource) {
-        RunBlurStream<Storage, true>(output, inputs[0], band, p, progress);
+        RunBlurStream<SampleColumns<Storage, true>>(output, inputs[0], band, p, progress);
     } else {
-        RunBlurStream<Storage, false>(output, inputs[0], band, p, progress);
+        RunBlurStream<SampleColumns<Storage, false>>(output, inputs[0], band, p, progress);
     }
     return true;
 }
 
-/// The picture, its blur, and the blur of the sum, as AddHighPass takes them.
+/// The columns of a frame's blur as AddHighPass reads it.
+template <class Frame>
+using LowColumns =
+    std::conditional_t<std::is_same_v<typename Frame::Storage, ByteStorage>, ColorColumns<Frame::alpha>,
+                       SampleColumns<typename Frame::Storage, false>>;
+
+/// The picture, its blur, and the blur of the sum, as AddHighPass takes them. One block goes through all
+/// three after the other, so that both blurs stay in the first-level cache.
 template <class Frame, bool Threshold>
 bool RunAddBlurredHighPass(const ImageView& output, const ImageView* inputs, const Bounds& band,
                            const void* parameters, Image::Progress& progress) {
     using Body = AddHighPass<Frame, true, Threshold>;
     const auto& p = *static_cast<const BlurredHighPassParameters*>(parameters);
-    BlurStream<typename Frame::Storage, false> low(inputs[1], band, p.low);
-    BlurStream<FloatStorage, false> target(inputs[2], band, p.target);
-    const bool stream = IsStreamed(output, Frame::pixelBytes);
-    for (int y = band.y1; y < band.y2; ++y) {
-        ReportRow(progress, band, y);
-        const PointInputs rows{{PixelAt(inputs[0], band.x1, y, Frame::pixelBytes), low.Row(y), target.Row(y)},
-                               {inputs[0].rowBytes, 0, 0}};
-        typename Body::Parameters record{};
-        if constexpr (Threshold) {
-            record = p.highPass;
+    typename Body::Parameters record{};
+    if constexpr (Threshold) {
+        record = p.highPass;
+    }
+    BlurStream<LowColumns<Frame>> low(inputs[1], band, p.low);
+    BlurStream<SampleColumns<FloatStorage, false>> target(inputs[2], band, p.target);
+    const bool streams = IsStreamed(output, Frame::pixelBytes) &&
+                         IsAligned(PixelAt(output, band.x1, band.y1, Frame::pixelBytes), sizeof(Raw)) &&
+                         output.rowBytes % static_cast<std::int64_t>(sizeof(Raw)) == 0;
+    while (low.NextRow() < band.y2) {
+        const int y = low.NextRow();
+        low.StartStep();
+        target.StartStep();
+        const StepRange rows(band, y);
+        for (int block = 0; block < low.Blocks(); ++block) {
+            low.Walk(block, 1);
+            target.Walk(block, 1);
+            const int x = band.x1 + block * lanes;
+            const PointInputs pixels{{PixelAt(inputs[0], x, y + rows.first, Frame::pixelBytes),
+                                      low.Result(rows.first), target.Result(rows.first)},
+                                     {inputs[0].rowBytes, low.ResultRowBytes(), target.ResultRowBytes()}};
+            RunPointColumn<Body>(PixelAt(output, x, y + rows.first, Frame::pixelBytes), output.rowBytes,
+                                 pixels, Smaller(lanes, band.x2 - x), rows.end - rows.first, streams, record);
         }
-        RunPointRow<Body>(PixelAt(output, band.x1, y, Frame::pixelBytes), rows, band.x2 - band.x1, stream,
-                          record);
+        for (int r = rows.first; r < rows.end; ++r) {
+            ReportRow(progress, band, y + r);
+        }
     }
     EndStream();
     return true;

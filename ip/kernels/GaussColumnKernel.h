@@ -13,7 +13,7 @@ constexpr int stepRows = gaussStepRows;  ///< divides GaussRestart
 constexpr int stripSamples = 512;
 constexpr int stripVectors = stripSamples / lanes;
 
-/// The rows of one visit, from the strip's first sample on.
+/// The rows of one visit, from the first sample that is visited on.
 struct ColumnRows {
     const unsigned char* leading[stepRows];
     const unsigned char* trailing[stepRows];
@@ -30,32 +30,121 @@ struct NarrowRows {
     alignas(64) unsigned char output[stepRows][sizeof(F)];
 };
 
-/// Takes the states of `vectors` vectors of columns through the rows of one visit; each row has room for
-/// whole vectors.
-template <class Storage, bool Subtract>
-[[gnu::noinline]] void WalkColumns(GaussState* states, int vectors, const GaussConstants& constantsOfPass,
-                                   const ColumnRows& rows) {
-    constexpr int sampleBytes = sizeof(typename Storage::Channel);
-    constexpr int outputSampleBytes = Subtract ? sizeof(float) : sampleBytes;
-    const GaussConstants constants = constantsOfPass;
-    for (int v = 0; v < vectors; ++v) {
-        GaussState state = states[v];
-        const int in = v * lanes * sampleBytes;
-        const int out = v * lanes * outputSampleBytes;
+/// Takes the states of `Vectors` neighbouring vectors of columns through the rows of one visit, side by side,
+/// since each row waits for the one before it; `in` and `out` bytes from where rows begin.
+template <class Storage, bool Subtract, int Vectors>
+TQ_INLINE void WalkVectors(GaussState* states, const GaussConstants& constants, const ColumnRows& rows,
+                           std::int64_t in, std::int64_t out) {
+    constexpr int bytes = lanes * static_cast<int>(sizeof(typename Storage::Channel));
+    constexpr int outputBytes = Subtract ? static_cast<int>(sizeof(F)) : bytes;
+    GaussState state[Vectors];
+#pragma GCC unroll 2
+    for (int v = 0; v < Vectors; ++v) {
+        state[v] = states[v];
+    }
 #pragma GCC unroll 16
-        for (int r = 0; r < stepRows; ++r) {
-            const F d = Storage::LoadDifference(rows.leading[r] + in, rows.trailing[r] + in);
-            const F y = GaussStep(state, constants, d);
+    for (int r = 0; r < stepRows; ++r) {
+        const unsigned char* const leading = rows.leading[r] + in;
+        const unsigned char* const trailing = rows.trailing[r] + in;
+        PrefetchNear<Vectors * bytes>(leading + Vectors * bytes);
+        PrefetchNear<Vectors * bytes>(trailing + Vectors * bytes);
+#pragma GCC unroll 2
+        for (int v = 0; v < Vectors; ++v) {
+            const F d = Storage::LoadDifference(leading + v * bytes, trailing + v * bytes);
+            const F y = GaussStep < !Subtract && Storage::rounding != 0 > (state[v], constants, d);
+            unsigned char* const output = rows.output[r] + out + v * outputBytes;
             if constexpr (Subtract) {
-                const F source = Storage::LoadSamples(rows.source[r] + in);
-                Write(rows.output[r] + out, (source - y) * (1.0F / Storage::white));
+                const F source = Storage::LoadSamples(rows.source[r] + in + v * bytes);
+                Write(output, (source - y) * (1.0F / Storage::white));
             } else {
-                Storage::StoreSamples(rows.output[r] + out, y, constants.maximum);
+                Storage::StoreSamples(output, y, constants.maximum);
             }
         }
-        states[v] = state;
+    }
+#pragma GCC unroll 2
+    for (int v = 0; v < Vectors; ++v) {
+        states[v] = state[v];
     }
 }
+
+/// Columns that go down the picture in vectors of neighbouring samples. With `Subtract` the output is the
+/// source minus the blur, as floats with white at 1.
+template <class StorageType, bool Subtract>
+struct SampleColumns {
+    using Storage = StorageType;
+    static constexpr bool subtracts = Subtract;
+    static constexpr int vectorBytes = lanes * static_cast<int>(sizeof(typename Storage::Channel));
+    static constexpr int outputVectorBytes = Subtract ? static_cast<int>(sizeof(F)) : vectorBytes;
+
+    /// Vector v of a row.
+    TQ_INLINE static F Load(const unsigned char* row, int v) {
+        return Storage::LoadSamples(row + v * vectorBytes);
+    }
+
+    /// Takes the states of `vectors` vectors through the rows of one visit, `in` bytes from where they begin;
+    /// each row has room for whole vectors. The output goes to where its rows begin.
+    [[gnu::noinline]] static void Walk(GaussState* states, int vectors, const GaussConstants& constantsOfPass,
+                                       const ColumnRows& rows, std::int64_t in) {
+        const GaussConstants constants = constantsOfPass;
+        std::int64_t out = 0;
+        int v = 0;
+        for (; v + 2 <= vectors; v += 2, in += 2 * vectorBytes, out += 2 * outputVectorBytes) {
+            WalkVectors<Storage, Subtract, 2>(states + v, constants, rows, in, out);
+        }
+        if (v < vectors) {
+            WalkVectors<Storage, Subtract, 1>(states + v, constants, rows, in, out);
+        }
+    }
+};
+
+/// Columns of 8-bit pixels with alpha at `Alpha`, in vectors of one channel of `lanes` pixels each. Alpha is
+/// left out: it is stored as 0.
+template <int Alpha>
+struct ColorColumns {
+    using Storage = ByteStorage;
+    static constexpr bool subtracts = false;
+    static constexpr int vectorBytes = lanes;
+    static constexpr int outputVectorBytes = lanes;
+
+    TQ_INLINE static F Load(const unsigned char* row, int v) {
+        return ToFloat(ByteOf(Read<I>(row + v / 4 * sizeof(I)), v % 4));
+    }
+
+    /// Of as many vectors as make whole pixels.
+    [[gnu::noinline]] static void Walk(GaussState* states, int vectors, const GaussConstants& constantsOfPass,
+                                       const ColumnRows& rows, std::int64_t in) {
+        const GaussConstants constants = constantsOfPass;
+        for (int v = 0; v < vectors; v += 4) {
+            const std::int64_t out = std::int64_t{v} * vectorBytes;
+            WalkPixels(states + v, constants, rows, in + out, out);
+        }
+    }
+
+  private:
+    TQ_INLINE static void WalkPixels(GaussState* states, const GaussConstants& constants,
+                                     const ColumnRows& rows, std::int64_t in, std::int64_t out) {
+        constexpr int first = Pixels<ByteStorage, Alpha>::firstColor;
+        // One by one: a loop becomes a copy in memory.
+        GaussState state[3] = {states[first], states[first + 1], states[first + 2]};
+#pragma GCC unroll 16
+        for (int r = 0; r < stepRows; ++r) {
+            PrefetchNear<sizeof(I)>(rows.leading[r] + in + sizeof(I));
+            PrefetchNear<sizeof(I)>(rows.trailing[r] + in + sizeof(I));
+            const I leading = Read<I>(rows.leading[r] + in);
+            const I trailing = Read<I>(rows.trailing[r] + in);
+            I codes[4]{};
+#pragma GCC unroll 3
+            for (int i = 0; i < 3; ++i) {
+                const F d = ToFloat(ByteOf(leading, first + i) - ByteOf(trailing, first + i));
+                codes[first + i] = Truncate(GaussStep<true>(state[i], constants, d));
+            }
+            Write(rows.output[r] + out, PackBytes(codes));
+        }
+        states[first] = state[0];
+        states[first + 1] = state[1];
+        states[first + 2] = state[2];
+    }
+};
 
 /// One strip of columns; `StorageType` is what input and source are stored as. With `Subtract` the output is
 /// the source minus the blur, as floats with white at 1.
@@ -138,7 +227,7 @@ class ColumnStrip {
             rows.output[r] = output == y + r ? _output + (output - _firstOutput) * _outputRowBytes : _unread;
         }
         if (!IsNarrow()) {
-            WalkColumns<Storage, Subtract>(_states, _vectors, _constants, rows);
+            SampleColumns<Storage, Subtract>::Walk(_states, _vectors, _constants, rows, 0);
             return;
         }
         ColumnRows narrow;
@@ -153,7 +242,7 @@ class ColumnStrip {
             narrow.source[r] = _narrow.source[r];
             narrow.output[r] = _narrow.output[r];
         }
-        WalkColumns<Storage, Subtract>(_states, _vectors, _constants, narrow);
+        SampleColumns<Storage, Subtract>::Walk(_states, _vectors, _constants, narrow, 0);
         for (int r = 0; r < stepRows; ++r) {
             Copy(rows.output[r], _narrow.output[r], _samples * outputSampleBytes);
         }

@@ -46,9 +46,16 @@ struct GaussState {
     F z0, z1, z1Before, z2, z2Before, dBefore;
 };
 
-/// Returns y(x) + offset and goes on to x + 1; `d` is d(x).
+/// Returns y(x), plus the offset where there is one, and goes on to x + 1; `d` is d(x).
+template <bool HasOffset>
 TQ_INLINE F GaussStep(GaussState& s, const GaussConstants& c, F d) {
-    const F y = MultiplyAdd(s.z0 + (s.z1 + s.z2), c.scale, c.offset);
+    const F sum = s.z0 + (s.z1 + s.z2);
+    F y;
+    if constexpr (HasOffset) {
+        y = MultiplyAdd(sum, c.scale, c.offset);
+    } else {
+        y = sum * c.scale;
+    }
     const F change = d - s.dBefore;
     const F z1 = MultiplyAdd(c.a1, s.z1, MultiplySubtract(c.b1, change, s.z1Before));
     const F z2 = MultiplyAdd(c.a2, s.z2, MultiplySubtract(c.b2, change, s.z2Before));

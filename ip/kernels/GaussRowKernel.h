@@ -35,20 +35,21 @@ struct Chunk {
     TQ_INLINE const unsigned char* Step(int i) const { return data + i * stepBytes; }
     TQ_INLINE unsigned char* Step(int i) { return data + i * stepBytes; }
 
-    /// Samples x to x + chunkLength - 1 of the lines; beyond their ends the end sample. With `Fetches` those
-    /// of a later group are fetched.
+    /// `length` samples of the lines, or up to a vector's pixels more, from sample x on; beyond their ends
+    /// the end sample. With `Fetches` those of a later group are fetched.
     template <bool Fetches>
-    void Gather(const RowGroup& group, int x) {
-        if (groupChannels == 4 && x >= 0 && x + chunkLength <= group.length) {
-            GatherInside<Fetches>(group, x);
-            return;
-        }
-        for (int i = 0; i < chunkLength; ++i) {
-            const std::int64_t sample = Clamp(x + i, 0, group.length - 1);
-            for (int r = 0; r < groupRows; ++r) {
-                __builtin_memcpy(Step(i) + r * partBytes, group.input[r] + sample * pixelBytes, partBytes);
+    void Gather(const RowGroup& group, int x, int length = chunkLength) {
+        int done = 0;
+        if constexpr (groupChannels == 4) {
+            const int first = x < 0 ? Vectors(-x) : 0;
+            const int end = Smaller(Vectors(length), (group.length - x) / pixelsOfVector * pixelsOfVector);
+            if (first < end) {
+                GatherEach(group, x, 0, first);
+                GatherInside<Fetches>(group, x, first, end);
+                done = end;
             }
         }
+        GatherEach(group, x, done, length);
     }
 
     /// Stores what falls into the group's output; the chunk starts at sample x.
@@ -69,10 +70,27 @@ struct Chunk {
     }
 
   private:
+    static constexpr int pixelsOfVector = sizeof(F) / pixelBytes;  ///< divides chunkLength
+
+    /// The samples of as many vectors as hold `samples` samples.
+    static int Vectors(int samples) {
+        return (samples + pixelsOfVector - 1) / pixelsOfVector * pixelsOfVector;
+    }
+
+    /// Samples i to end - 1 of the chunk at x.
+    void GatherEach(const RowGroup& group, int x, int i, int end) {
+        for (; i < end; ++i) {
+            const std::int64_t sample = Clamp(x + i, 0, group.length - 1);
+            for (int r = 0; r < groupRows; ++r) {
+                __builtin_memcpy(Step(i) + r * partBytes, group.input[r] + sample * pixelBytes, partBytes);
+            }
+        }
+    }
+
     template <bool Fetches>
-    void GatherInside(const RowGroup& group, int x) {
+    void GatherInside(const RowGroup& group, int x, int first, int end) {
         const std::int64_t start = static_cast<std::int64_t>(x) * pixelBytes;
-        for (int offset = 0; offset < chunkLength * pixelBytes; offset += sizeof(F)) {
+        for (int offset = first * pixelBytes; offset < end * pixelBytes; offset += sizeof(F)) {
             F rows[groupRows];
             F columns[groupRows];
             for (int r = 0; r < groupRows; ++r) {
@@ -111,8 +129,8 @@ GaussState StartRows(const RowGroup& group, const GaussParameters& p, int x) {
     GaussState state{};
     Chunk<Storage> chunk;
     for (int j = -p.radius - 1; j <= p.radius; j += chunkLength) {
-        chunk.template Gather<true>(group, x + j);
         const int count = Smaller(chunkLength, p.radius + 1 - j);
+        chunk.template Gather<true>(group, x + j, count);
         for (int i = 0; i < count; ++i) {
             const int offset = j + i;
             const F sample = Storage::LoadSamples(chunk.Step(i));
@@ -144,24 +162,38 @@ struct ChunkRows {
 };
 
 /// `length` samples of floats whose windows lie inside the lines, taken apart and put together in registers.
-TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& rows, int length, int radius,
+TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& chunkRows, int length, int radius,
                           const GaussConstants& constants, GaussState& state) {
     constexpr int pixelBytes = Chunk<FloatStorage>::pixelBytes;
     const std::int64_t leading = (static_cast<std::int64_t>(radius) + 1) * pixelBytes;
     const std::int64_t trailing = -static_cast<std::int64_t>(radius) * pixelBytes;
-    GaussState s = state;  // a copy, which the stores cannot change
-    for (std::int64_t at = 0; at < std::int64_t{length} * pixelBytes; at += sizeof(F)) {
+    const std::int64_t lastAt = (std::int64_t{length} - groupRows) * pixelBytes;
+    // Copies, which the stores cannot change.
+    const ChunkRows<FloatStorage> rows = chunkRows;
+    const GaussConstants c = constants;
+    GaussState s = state;
+    F next[groupRows];
+    const auto load = [&](std::int64_t at) __attribute__((always_inline)) {
         F lines[groupRows];
-        F samples[groupRows];
         for (int r = 0; r < groupRows; ++r) {
             const unsigned char* const input = rows.input[r] + at;
             PrefetchNear<sizeof(F)>(input + leading + rows.ahead);
             lines[r] = Read<F>(input + leading) - Read<F>(input + trailing);
         }
-        InterleaveRows<pixelBytes>(lines, samples);
-        for (F& sample : samples) {
-            sample = GaussStep(s, constants, sample);
+        InterleaveRows<pixelBytes>(lines, next);
+    };
+    // Taken apart before the samples ahead of them are through, which wait for each other.
+    load(0);
+    for (std::int64_t at = 0; at <= lastAt; at += sizeof(F)) {
+        F samples[groupRows];
+        for (int r = 0; r < groupRows; ++r) {
+            samples[r] = next[r];
         }
+        load(at < lastAt ? at + static_cast<std::int64_t>(sizeof(F)) : at);
+        for (F& sample : samples) {
+            sample = GaussStep<false>(s, c, sample);
+        }
+        F lines[groupRows];
         SeparateRows<pixelBytes>(samples, lines);
         for (int r = 0; r < groupRows; ++r) {
             Write(rows.output[r] + at, lines[r]);
@@ -170,18 +202,39 @@ TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& rows, int length, int r
     state = s;
 }
 
-/// A chunk of bytes: four samples of the result fill what a row takes at once.
+/// A chunk of bytes: four samples of the result of each row fill a vector.
 TQ_INLINE void BlurBytes(const ChunkRows<ByteStorage>& rows, const Chunk<ByteStorage>& leading,
                          const Chunk<ByteStorage>& trailing, const GaussConstants& constants,
                          GaussState& state) {
+    const GaussConstants c = constants;
     GaussState s = state;
-    for (int i = 0; i < chunkLength; i += 4) {
-        I codes[4];
+    F next[4];
+    const auto load = [&](int i) __attribute__((always_inline)) {
         for (int k = 0; k < 4; ++k) {
-            const F d = ByteStorage::LoadDifference(leading.Step(i + k), trailing.Step(i + k));
-            codes[k] = Truncate(GaussStep(s, constants, d));
+            next[k] = ByteStorage::LoadDifference(leading.Step(i + k), trailing.Step(i + k));
         }
-        SplitRows(rows.output, i * Chunk<ByteStorage>::pixelBytes, reinterpret_cast<F>(JoinBytes(codes)));
+    };
+    load(0);
+    for (int i = 0; i < chunkLength; i += 4 * groupRows) {
+        F blurred[groupRows];  // four pixels of each row
+#pragma GCC unroll 4
+        for (int r = 0; r < groupRows; ++r) {
+            F samples[4];
+            for (int k = 0; k < 4; ++k) {
+                samples[k] = next[k];
+            }
+            load(Smaller(i + 4 * (r + 1), chunkLength - 4));
+            I codes[4];
+            for (int k = 0; k < 4; ++k) {
+                codes[k] = Truncate(GaussStep<true>(s, c, samples[k]));
+            }
+            blurred[r] = reinterpret_cast<F>(JoinBytes(codes));
+        }
+        F lines[groupRows];
+        SeparateRows<16>(blurred, lines);
+        for (int r = 0; r < groupRows; ++r) {
+            Write(rows.output[r] + i * Chunk<ByteStorage>::pixelBytes, lines[r]);
+        }
     }
     state = s;
 }
@@ -227,7 +280,8 @@ template <class Storage>
 #endif
         for (int i = 0; i < chunkLength; ++i) {
             const F d = Storage::LoadDifference(leading.Step(i), trailing.Step(i));
-            Storage::StoreSamples(blurred.Step(i), GaussStep(state, constants, d), constants.maximum);
+            Storage::StoreSamples(blurred.Step(i), GaussStep<Storage::rounding != 0>(state, constants, d),
+                                  constants.maximum);
         }
         blurred.Scatter(group, x);
     }

@@ -178,12 +178,27 @@ void StreamPointVectors(unsigned char* output, const PointInputs& first, int vec
     }
 }
 
-/// One row: whole vectors, and the rest through buffers that are as long as a vector, so that nothing outside
+/// The end of a row that is no whole vector, through buffers that are as long as one, so that nothing outside
 /// the images is touched.
+template <class Body>
+void RunPointRest(unsigned char* output, const PointInputs& inputs, int width,
+                  const typename Body::Parameters& parameters) {
+    constexpr int inputBytes[3] = {Body::In0::pixelBytes, Body::In1::pixelBytes, Body::In2::pixelBytes};
+    unsigned char buffers[4][lanes * 16];
+    PointInputs rest{};
+    for (int i = 0; i < 3; ++i) {
+        __builtin_memset(buffers[i], 0, sizeof(buffers[i]));
+        Copy(buffers[i], inputs.pixels[i], width * inputBytes[i]);
+        rest.pixels[i] = buffers[i];
+    }
+    RunPointVectors<Body>(buffers[3], rest, 1, parameters);
+    Copy(output, buffers[3], width * Body::Output::pixelBytes);
+}
+
+/// One row.
 template <class Body>
 TQ_INLINE void RunPointRow(unsigned char* output, const PointInputs& inputs, int width, bool stream,
                            const typename Body::Parameters& parameters) {
-    constexpr int inputBytes[3] = {Body::In0::pixelBytes, Body::In1::pixelBytes, Body::In2::pixelBytes};
     const int vectors = width / lanes;
     const int done = vectors * lanes;
     if (stream) {
@@ -191,18 +206,56 @@ TQ_INLINE void RunPointRow(unsigned char* output, const PointInputs& inputs, int
     } else {
         RunPointVectors<Body>(output, inputs, vectors, parameters);
     }
-    if (done == width) {
-        return;
+    if (done < width) {
+        PointInputs rest = inputs;
+        Advance<Body>(rest, vectors);
+        RunPointRest<Body>(output + done * Body::Output::pixelBytes, rest, width - done, parameters);
     }
-    unsigned char buffers[4][lanes * 16];
-    PointInputs rest{};
-    for (int i = 0; i < 3; ++i) {
-        __builtin_memset(buffers[i], 0, sizeof(buffers[i]));
-        Copy(buffers[i], inputs.pixels[i] + done * inputBytes[i], (width - done) * inputBytes[i]);
-        rest.pixels[i] = buffers[i];
+}
+
+/// One vector of each of `rows` rows. With `Streams` past the caches, which takes aligned places.
+template <class Body, bool Streams>
+[[gnu::noinline]] void RunPointColumn(unsigned char* output, std::int64_t outputRowBytes,
+                                      const PointInputs& first, int rows,
+                                      const typename Body::Parameters& parameters) {
+    PointInputs inputs = first;
+    for (int r = 0; r < rows; ++r, output += outputRowBytes) {
+        PrefetchNear<Body::In0::vectorBytes>(inputs.pixels[0] + Body::In0::vectorBytes);
+        const Pixel result = Body::At(parameters, Body::In0::Load(inputs.pixels[0]),
+                                      Body::In1::Load(inputs.pixels[1]), Body::In2::Load(inputs.pixels[2]));
+        if constexpr (Streams) {
+            alignas(64) unsigned char pixels[Body::Output::vectorBytes];
+            Body::Output::Store(pixels, result);
+            for (int i = 0; i < Body::Output::vectorBytes; i += static_cast<int>(sizeof(Raw))) {
+                Stream(output + i, Read<Raw>(pixels + i));
+            }
+        } else {
+            Body::Output::Store(output, result);
+        }
+        for (int i = 0; i < 3; ++i) {
+            inputs.pixels[i] += inputs.rowBytes[i];
+        }
     }
-    RunPointVectors<Body>(buffers[3], rest, 1, parameters);
-    Copy(output + done * Body::Output::pixelBytes, buffers[3], (width - done) * Body::Output::pixelBytes);
+}
+
+/// A column of `width` pixels, at most a vector, in `rows` rows.
+template <class Body>
+void RunPointColumn(unsigned char* output, std::int64_t outputRowBytes, const PointInputs& first, int width,
+                    int rows, bool streams, const typename Body::Parameters& parameters) {
+    constexpr bool canStream = Body::Output::vectorBytes % sizeof(Raw) == 0;
+    if (width < lanes) {
+        PointInputs inputs = first;
+        for (int r = 0; r < rows; ++r, output += outputRowBytes) {
+            RunPointRest<Body>(output, inputs, width, parameters);
+            for (int i = 0; i < 3; ++i) {
+                inputs.pixels[i] += inputs.rowBytes[i];
+            }
+        }
+    } else if (canStream && streams) {
+        RunPointColumn<Body, canStream>(output, outputRowBytes, first, rows, parameters);
+    } else {
+        RunPointColumn<Body, false>(output, outputRowBytes, first, rows, parameters);
+    }
 }
 
 template <class Body>

@@ -145,12 +145,6 @@ TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     Write(target, PackShorts(value));
 }
 
-/// A vector, 16 bytes of it to each of two rows.
-TQ_INLINE void SplitRows(unsigned char* const (&rows)[2], std::int64_t offset, F value) {
-    Write(rows[0] + offset, _mm256_castps256_ps128(value));
-    Write(rows[1] + offset, _mm256_extractf128_ps(value, 1));
-}
-
 /// Two rows of pixels of `Bytes` bytes, one vector of each <-> their pixels row by row, column after column.
 template <int Bytes>
 TQ_INLINE void InterleaveRows(const F (&rows)[2], F (&columns)[2]) {

@@ -217,27 +217,7 @@ TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     Write(target, _mm512_cvtepi32_epi16(reinterpret_cast<__m512i>(value)));
 }
 
-/// A vector, 16 bytes of it to each of four rows.
-TQ_INLINE void SplitRows(unsigned char* const (&rows)[4], std::int64_t offset, F value) {
-    Write(rows[0] + offset, _mm512_castps512_ps128(value));
-    Write(rows[1] + offset, _mm512_extractf32x4_ps(value, 1));
-    Write(rows[2] + offset, _mm512_extractf32x4_ps(value, 2));
-    Write(rows[3] + offset, _mm512_extractf32x4_ps(value, 3));
-}
-
 /// Four rows of pixels of `Bytes` bytes, one vector of each <-> their pixels row by row, column after column.
-template <int Bytes>
-TQ_INLINE void InterleaveRows(const F (&rows)[4], F (&columns)[4]) {
-    const F evenLow = ZipLow<Bytes>(rows[0], rows[2]);
-    const F evenHigh = ZipHigh<Bytes>(rows[0], rows[2]);
-    const F oddLow = ZipLow<Bytes>(rows[1], rows[3]);
-    const F oddHigh = ZipHigh<Bytes>(rows[1], rows[3]);
-    columns[0] = ZipLow<Bytes>(evenLow, oddLow);
-    columns[1] = ZipHigh<Bytes>(evenLow, oddLow);
-    columns[2] = ZipLow<Bytes>(evenHigh, oddHigh);
-    columns[3] = ZipHigh<Bytes>(evenHigh, oddHigh);
-}
-
 template <int Bytes>
 TQ_INLINE void SeparateRows(const F (&columns)[4], F (&rows)[4]) {
     const F evenLow = Even<Bytes>(columns[0], columns[1]);
@@ -248,6 +228,23 @@ TQ_INLINE void SeparateRows(const F (&columns)[4], F (&rows)[4]) {
     rows[1] = Even<Bytes>(oddLow, oddHigh);
     rows[2] = Odd<Bytes>(evenLow, evenHigh);
     rows[3] = Odd<Bytes>(oddLow, oddHigh);
+}
+
+template <int Bytes>
+TQ_INLINE void InterleaveRows(const F (&rows)[4], F (&columns)[4]) {
+    if constexpr (Bytes == 16) {
+        // Four pixels of four rows: the way back is the same.
+        SeparateRows<Bytes>(rows, columns);
+        return;
+    }
+    const F evenLow = ZipLow<Bytes>(rows[0], rows[2]);
+    const F evenHigh = ZipHigh<Bytes>(rows[0], rows[2]);
+    const F oddLow = ZipLow<Bytes>(rows[1], rows[3]);
+    const F oddHigh = ZipHigh<Bytes>(rows[1], rows[3]);
+    columns[0] = ZipLow<Bytes>(evenLow, oddLow);
+    columns[1] = ZipHigh<Bytes>(evenLow, oddLow);
+    columns[2] = ZipLow<Bytes>(evenHigh, oddHigh);
+    columns[3] = ZipHigh<Bytes>(evenHigh, oddHigh);
 }
 
 }  // namespace

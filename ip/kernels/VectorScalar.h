@@ -89,8 +89,13 @@ TQ_INLINE I CodeFromUnit(F value, float white) {
     return Truncate(Min(Max(value, 0.0F), 1.0F) * white);
 }
 
+TQ_INLINE I LimitToByte(I value) {
+    return value < 0 ? 0 : (value > 255 ? 255 : value);
+}
+
 TQ_INLINE I PackBytes(const I (&c)[4]) {
-    return c[0] | (c[1] << 8) | (c[2] << 16) | (c[3] << 24);
+    return LimitToByte(c[0]) | (LimitToByte(c[1]) << 8) | (LimitToByte(c[2]) << 16) |
+           (LimitToByte(c[3]) << 24);
 }
 
 /// The same for PackBytes.
@@ -135,7 +140,7 @@ TQ_INLINE I LoadShorts(const unsigned char* source) {
 }
 
 TQ_INLINE void StoreBytes(unsigned char* target, I value) {
-    *target = static_cast<unsigned char>(value < 0 ? 0 : (value > 255 ? 255 : value));
+    *target = static_cast<unsigned char>(LimitToByte(value));
 }
 
 TQ_INLINE void StoreShorts(unsigned char* target, I value) {

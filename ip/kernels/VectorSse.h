@@ -136,11 +136,6 @@ TQ_INLINE void StoreShorts(unsigned char* target, I value) {
     Write<std::int64_t>(target, _mm_cvtsi128_si64(_mm_packs_epi32(asSigned, asSigned)));
 }
 
-/// A vector to a row.
-TQ_INLINE void SplitRows(unsigned char* const (&rows)[1], std::int64_t offset, F value) {
-    Write(rows[0] + offset, value);
-}
-
 /// A vector holds one row: nothing to interleave.
 template <int Bytes>
 TQ_INLINE void InterleaveRows(const F (&rows)[1], F (&columns)[1]) {
