@@ -21,8 +21,8 @@ std::vector<std::shared_ptr<FilterBase>> HoldGraph(FilterBase& root);
 
 /// Makes `consumers` of every filter reachable from `root` (itself excepted) hold exactly the edges of this
 /// graph: filters that outlived another graph are dropped, and edges that an evaluation of a part of the
-/// graph dropped come back.
-void RemoveStaleConsumers(FilterBase& root);
+/// graph dropped come back. Returns what WalkInputs does.
+std::vector<FilterBase*> RemoveStaleConsumers(FilterBase& root);
 
 /// Merges equal sources and common sub-expressions, removes identities and offers inputs for merging. `root`
 /// is a filter, held by a shared_ptr, whose only input is the sink of the graph; the sink may change.

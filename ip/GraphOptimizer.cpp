@@ -155,8 +155,8 @@ class Simplifier {
     /// Filters that fell out of the graph no longer count as consumers, which may bring up any of their
     /// inputs.
     void GraphChanged() {
-        RemoveStaleConsumers(_root);
-        for (FilterBase* filter : WalkInputs(_root)) {
+        _pending.clear();
+        for (FilterBase* filter : RemoveStaleConsumers(_root)) {
             if (!IsVisited(*filter)) {
                 _pending.push_back(filter->shared_from_this());
             }

@@ -94,9 +94,9 @@ std::vector<std::shared_ptr<FilterBase>> HoldGraph(FilterBase& root) {
     return held;
 }
 
-void RemoveStaleConsumers(FilterBase& root) {
+std::vector<FilterBase*> RemoveStaleConsumers(FilterBase& root) {
     const Walk walk;
-    const std::vector<FilterBase*> graph = walk.Inputs(root);
+    std::vector<FilterBase*> graph = walk.Inputs(root);
     for (FilterBase* filter : graph) {
         if (filter != &root) {
             DropStaleConsumers(*filter, walk);
@@ -111,6 +111,7 @@ void RemoveStaleConsumers(FilterBase& root) {
             }
         }
     }
+    return graph;
 }
 
 }  // namespace TQ::IP
