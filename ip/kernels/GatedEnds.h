@@ -64,7 +64,10 @@ class SumsInTile {
     static bool Covers(int /*x*/) { return true; }
     static BlockPixels Frame(int /*x*/) { return {}; }
     /// Sums have weights of their own, so that nothing hinders pixels from being taken as opaque.
-    static bool AreOpaque(const BlockPixels& /*frame*/, const RowRange& /*rows*/) { return true; }
+    template <int Blocks = 1>
+    static bool AreOpaque(const BlockPixels& /*frame*/, const RowRange& /*rows*/) {
+        return true;
+    }
 
   private:
     const GatedStep& _step;
@@ -132,8 +135,9 @@ class SumsOfFrame {
 
     bool Covers(int x) const { return _pixels.Covers(x); }
     BlockPixels Frame(int x) { return _pixels.Block(x); }
+    template <int Blocks = 1>
     bool AreOpaque(const BlockPixels& frame, const RowRange& rows) const {
-        return IsOpaque<Format>(frame, rows);
+        return IsOpaque<Format, Blocks>(frame, rows);
     }
 
   private:

@@ -454,12 +454,19 @@ class StepOverTile {
         comparison.Finish();
     }
 
-    /// The way of block i - 1 while block i is compared, both as a whole.
-    Way WayOfWhole(int i) {
-        const BlockPixels first = _arriving.Frame(XOf(i - 1));
-        const Way way = WayOf(i, _pixels.Block(XOf(i - 1)), first, RowRange());
-        return _arriving.AreOpaque(_arriving.Frame(XOf(i)).FromRow(motionReach), RowRange()) ? way
-                                                                                             : Way::General;
+    /// The way of the blocks from block i - 1 on while as many from block i on are compared, all as a whole.
+    template <int Blocks>
+    TQ_INLINE Way WayOfWhole(int i) {
+        const RowRange all;
+        if constexpr (Rule::isLast) {
+            return WayOf(i, {}, {}, all);
+        } else {
+            const bool areOpaque =
+                IsOpaque<Frame, Blocks>(_pixels.Block(XOf(i - 1)), all) &&
+                _arriving.template AreOpaque<Blocks>(_arriving.Frame(XOf(i - 1)), all) &&
+                _arriving.template AreOpaque<Blocks>(_arriving.Frame(XOf(i)).FromRow(motionReach), all);
+            return areOpaque ? Way::Opaque : Way::General;
+        }
     }
 
     template <int Blocks>
@@ -476,14 +483,14 @@ class StepOverTile {
     /// Compares block i and gates the block before it, since the one is more arithmetic and the other more
     /// traffic.
     [[gnu::noinline]] void CompareAndGate(int i, const Ahead<Frame>& ahead) {
-        CompareAndGateBlocks<1>(i, WayOfWhole(i), ahead);
+        CompareAndGateBlocks<1>(i, WayOfWhole<1>(i), ahead);
     }
 
     /// The same of blocks i and i + 1, where both go the same way: two rows of operations that do not wait
     /// for each other.
     [[gnu::noinline]] bool CompareAndGateTwo(int i, const Ahead<Frame>& ahead) {
-        const Way way = WayOfWhole(i);
-        if (WayOfWhole(i + 1) != way) {
+        const Way way = WayOfWhole<2>(i);
+        if (Rule::isLast && WayOfWhole<2>(i + 1) != way) {
             return false;
         }
         CompareAndGateBlocks<2>(i, way, ahead);

@@ -275,9 +275,9 @@ struct RowRange {
     bool IsWhole() const { return first == 0 && end == batchRows; }
 };
 
-/// Whether all pixels of a block are opaque, as those of most pictures are. Formats for which it would not
-/// pay to look are taken as they come.
-template <class Frame>
+/// Whether all pixels of neighbouring blocks are opaque, as those of most pictures are. Formats for which it
+/// would not pay to look are taken as they come.
+template <class Frame, int Blocks = 1>
 TQ_INLINE bool IsOpaque(const BlockPixels& pixels, const RowRange& rows) {
     if constexpr (sizeof(typename Frame::Storage::Channel) > 1) {
         return false;
@@ -288,7 +288,7 @@ TQ_INLINE bool IsOpaque(const BlockPixels& pixels, const RowRange& rows) {
     const I opaque = I{} + static_cast<std::int32_t>(0xFFU << (8 * Frame::alpha));
     I all = opaque;
     for (int r = rows.first; r < rows.end; ++r) {
-        for (int v = 0; v < gatedBlock; v += lanes) {
+        for (int v = 0; v < Blocks * gatedBlock; v += lanes) {
             all &= Read<I>(pixels.Row(r) + v * Frame::pixelBytes);
         }
     }
