@@ -37,6 +37,7 @@ TQ_INLINE void WalkVectors(GaussState* states, const GaussConstants& constants, 
                            std::int64_t in, std::int64_t out) {
     constexpr int bytes = lanes * static_cast<int>(sizeof(typename Storage::Channel));
     constexpr int outputBytes = Subtract ? static_cast<int>(sizeof(F)) : bytes;
+    constexpr bool rounds = !Subtract && Storage::rounding != 0;
     GaussState state[Vectors];
 #pragma GCC unroll 2
     for (int v = 0; v < Vectors; ++v) {
@@ -51,7 +52,7 @@ TQ_INLINE void WalkVectors(GaussState* states, const GaussConstants& constants, 
 #pragma GCC unroll 2
         for (int v = 0; v < Vectors; ++v) {
             const F d = Storage::LoadDifference(leading + v * bytes, trailing + v * bytes);
-            const F y = GaussStep < !Subtract && Storage::rounding != 0 > (state[v], constants, d);
+            const F y = GaussStep<rounds>(state[v], constants, d);
             unsigned char* const output = rows.output[r] + out + v * outputBytes;
             if constexpr (Subtract) {
                 const F source = Storage::LoadSamples(rows.source[r] + in + v * bytes);
