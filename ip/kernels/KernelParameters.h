@@ -130,8 +130,8 @@ constexpr std::int64_t GaussRowPitch(std::int64_t bytes) {
 /// visit, and the ring.
 constexpr std::int64_t GaussStreamBytes(std::int32_t columns, std::int32_t radius) {
     constexpr std::int64_t stateFloats = 6;
-    constexpr std::int64_t mostPadding =
-        96;  // of a row, in samples: to whole vectors of pixels, and the pitch
+    // Of a row, in samples: to whole vectors of pixels, and the pitch.
+    constexpr std::int64_t mostPadding = 96;
     const std::int64_t samples = 4 * static_cast<std::int64_t>(columns) + mostPadding;
     return samples * static_cast<std::int64_t>(sizeof(float)) *
            (stateFloats + gaussStepRows + GaussRingRows(radius));
