@@ -49,23 +49,31 @@ Request SpreadRegions(FilterBase& root, const RequestOf& requestOf) {
     for (FilterBase* filter : graph) {
         filter->AfterRegions();
     }
-    ComputePeakMemory(sink);
     return request;
+}
+
+/// Returns whether any filter has replaced what it computes.
+bool ExpandFilters(FilterBase& root, Host& host, const PixelFormat& outputFormat) {
+    const std::vector<std::shared_ptr<FilterBase>> before = HoldGraph(root);
+    for (const std::shared_ptr<FilterBase>& filter : before) {
+        filter->ExpandGraph(host, nullptr, outputFormat);
+    }
+    return HoldGraph(root) != before;
 }
 
 PreparedGraph PrepareGraph(const std::shared_ptr<FilterBase>& sink, Host& host, const RequestOf& requestOf) {
     const auto root = std::make_shared<GraphRoot>();
     root->AddInput(sink);
     SimplifyGraph(*root);
-    const Request estimate = SpreadRegions(*root, requestOf);
-    for (const std::shared_ptr<FilterBase>& filter : HoldGraph(*root)) {
-        filter->ExpandGraph(host, nullptr, estimate.format);
-    }
-    SimplifyGraph(*root);
     Request request = SpreadRegions(*root, requestOf);
+    if (ExpandFilters(*root, host, request.format)) {
+        SimplifyGraph(*root);
+        request = SpreadRegions(*root, requestOf);
+    }
     if (FuseGraph(*root)) {
         request = SpreadRegions(*root, requestOf);
     }
+    ComputePeakMemory(*root->inputs[0]);
     return {root, request.region};
 }
 

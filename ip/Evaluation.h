@@ -6,23 +6,9 @@
 #include <vector>
 
 #include "ip/Filter.h"
+#include "ip/GraphWalk.h"
 
 namespace TQ::IP {
-
-/// Every distinct filter reachable from `root` through inputs, `root` first; the last input of a filter is
-/// visited first.
-std::vector<FilterBase*> WalkInputs(FilterBase& root);
-
-/// The same, inputs before their consumers, `root` last.
-std::vector<FilterBase*> WalkPostOrder(FilterBase& root);
-
-/// WalkInputs as handles, for walks that change the graph. `root` is held by a shared_ptr.
-std::vector<std::shared_ptr<FilterBase>> HoldGraph(FilterBase& root);
-
-/// Makes `consumers` of every filter reachable from `root` (itself excepted) hold exactly the edges of this
-/// graph: filters that outlived another graph are dropped, and edges that an evaluation of a part of the
-/// graph dropped come back. Returns what WalkInputs does.
-std::vector<FilterBase*> RemoveStaleConsumers(FilterBase& root);
 
 /// Merges equal sources and common sub-expressions, removes identities and offers inputs for merging. `root`
 /// is a filter, held by a shared_ptr, whose only input is the sink of the graph; the sink may change.

@@ -1,7 +1,6 @@
 #include <algorithm>
-#include <deque>
-#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "ip/Evaluation.h"
 
@@ -49,21 +48,22 @@ Handle MergeOnePair(const FilterBase& filter) {
 
 /// Works from the sources towards the sink, because merged inputs are what makes consumers equal.
 void MergeCommonSubexpressions(const std::vector<Handle>& sources) {
-    std::deque<Handle> queue(sources.begin(), sources.end());
-    std::unordered_set<Handle> seen(sources.begin(), sources.end());
-    while (!queue.empty()) {
-        const Handle filter = queue.front();
-        queue.pop_front();
+    std::vector<Handle> queue = sources;
+    const GraphWalk seen;
+    for (const Handle& source : sources) {
+        seen.Meet(*source);
+    }
+    for (std::size_t next = 0; next < queue.size(); ++next) {
+        const Handle filter = queue[next];
         while (const Handle survivor = MergeOnePair(*filter)) {
             // Queued even if it was looked at before: it has new consumers, which may equal those that it
             // had.
-            seen.insert(survivor);
+            seen.Meet(*survivor);
             queue.push_back(survivor);
         }
         for (FilterBase* consumer : filter->consumers) {
-            Handle handle = consumer->shared_from_this();
-            if (seen.insert(handle).second) {
-                queue.push_back(std::move(handle));
+            if (seen.Meet(*consumer)) {
+                queue.push_back(consumer->shared_from_this());
             }
         }
     }
@@ -76,97 +76,93 @@ class Simplifier {
     explicit Simplifier(FilterBase& root) : _root(root) {}
 
     void Run() {
-        _pending = HoldGraph(_root);
+        _pending.push_back(_root.shared_from_this());
         while (!_pending.empty()) {
-            const Handle filter = _pending.back();
+            const Handle filter = std::move(_pending.back());
             _pending.pop_back();
-            if (!IsVisited(*filter) && IsNext(*filter)) {
-                _visited.insert(filter.get());
-                _held.push_back(filter);
+            if (IsNext(*filter)) {
+                _visited.Meet(*filter);
                 Visit(filter);
             }
         }
     }
 
   private:
-    bool IsVisited(const FilterBase& filter) const { return _visited.count(&filter) != 0; }
-
     /// A filter that is not next is left for its last consumer to bring up again.
     bool IsNext(const FilterBase& filter) const {
-        const bool consumersVisited =
-            std::all_of(filter.consumers.begin(), filter.consumers.end(),
-                        [&](const FilterBase* consumer) { return IsVisited(*consumer); });
         const bool inGraph = &filter == &_root || !filter.consumers.empty();
-        return inGraph && consumersVisited;
+        return inGraph && !_visited.HasMet(filter) &&
+               std::all_of(filter.consumers.begin(), filter.consumers.end(),
+                           [&](const FilterBase* consumer) { return _visited.HasMet(*consumer); });
     }
 
     void Visit(const Handle& filter) {
         do {
             const int identity = filter->IdentityInput();
             if (identity >= 0) {
-                Bypass(filter, filter->inputs.at(static_cast<std::size_t>(identity)));
+                const std::vector<Handle> inputs = filter->inputs;
+                filter->ReplaceBy(inputs.at(static_cast<std::size_t>(identity)));
+                Settle(inputs);
                 return;
             }
-        } while (MergeInputs(filter) == MergeAnswer::Again);
+        } while (MergeInputs(filter));
         _pending.insert(_pending.end(), filter->inputs.begin(), filter->inputs.end());
     }
 
-    /// None when nothing is left to merge, Again when the filter has changed; after Bypassed, `filter` has no
-    /// inputs.
-    MergeAnswer MergeInputs(const Handle& filter) {
+    /// Whether the filter has changed, so that it is to be looked at once more.
+    bool MergeInputs(const Handle& filter) {
         const std::vector<Handle> offered = filter->inputs;
         for (const Handle& input : offered) {
             if (input->consumers.size() >= 2) {
                 continue;
             }
-            switch (filter->MergeInput(input)) {
-                case MergeAnswer::None:
-                    continue;
-                case MergeAnswer::Absorbed:
-                    Absorb(*filter, *input);
-                    return MergeAnswer::Again;
-                case MergeAnswer::Again:
-                    GraphChanged();
-                    return MergeAnswer::Again;
-                case MergeAnswer::Bypassed:
-                    Bypass(filter, input);
-                    return MergeAnswer::Bypassed;
+            const std::vector<Handle> behind = input->inputs;
+            const MergeAnswer answer = filter->MergeInput(input);
+            if (answer == MergeAnswer::None) {
+                continue;
             }
+            if (answer == MergeAnswer::Absorbed) {
+                Absorb(*filter, *input);
+            } else if (answer == MergeAnswer::Bypassed) {
+                filter->ReplaceBy(input);
+            }
+            Settle(offered);
+            Settle(behind);
+            return answer != MergeAnswer::Bypassed;
         }
-        return MergeAnswer::None;
+        return false;
     }
 
-    /// `replacement` by value: it may be an edge of `filter`, which goes.
-    void Bypass(const Handle& filter, Handle replacement) {  // NOLINT(performance-unnecessary-value-param)
-        filter->ReplaceBy(replacement);
-        GraphChanged();
-    }
-
-    void Absorb(FilterBase& filter, FilterBase& input) {
+    static void Absorb(FilterBase& filter, FilterBase& input) {
         const std::vector<Handle> taken = input.inputs;
         filter.ClearInputs();
         input.ClearInputs();
         for (const Handle& upstream : taken) {
             filter.AddInput(upstream);
         }
-        GraphChanged();
     }
 
-    /// Filters that fell out of the graph no longer count as consumers, which may bring up any of their
-    /// inputs.
-    void GraphChanged() {
-        _pending.clear();
-        for (FilterBase* filter : RemoveStaleConsumers(_root)) {
-            if (!IsVisited(*filter)) {
-                _pending.push_back(filter->shared_from_this());
+    /// Of filters around a change those that fell out of the graph no longer count as consumers, and all that
+    /// have lost a consumer may be next.
+    void Settle(const std::vector<Handle>& filters) {
+        std::vector<Handle> affected = filters;
+        while (!affected.empty()) {
+            const Handle filter = std::move(affected.back());
+            affected.pop_back();
+            if (filter->consumers.empty()) {
+                for (const Handle& input : filter->inputs) {
+                    std::erase(input->consumers, filter.get());
+                    affected.push_back(input);
+                }
+            } else {
+                _pending.push_back(filter);
             }
         }
     }
 
     FilterBase& _root;
+    const GraphWalk _visited;
     std::vector<Handle> _pending;
-    std::unordered_set<const FilterBase*> _visited;
-    std::vector<Handle> _held;  // those visited, so that no new filter takes the address of one
 };
 
 }  // namespace

@@ -1,47 +1,31 @@
+#include "ip/GraphWalk.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <utility>
 
-#include "ip/Evaluation.h"
-
 namespace TQ::IP {
 
 namespace {
 
-/// One walk over a graph. Filters bear the number of the last walk that met them, since graphs are walked
-/// often and a set would cost more than all that is done on the way.
-class Walk {
-  public:
-    /// Whether the filter is met for the first time.
-    bool Meet(FilterBase& filter) const { return std::exchange(filter.lastWalk, _number) != _number; }
-    bool HasMet(const FilterBase& filter) const { return filter.lastWalk == _number; }
-
-    /// WalkInputs.
-    std::vector<FilterBase*> Inputs(FilterBase& root) const {
-        std::vector<FilterBase*> order;
-        std::vector<FilterBase*> stack{&root};
-        while (!stack.empty()) {
-            FilterBase* filter = stack.back();
-            stack.pop_back();
-            if (!Meet(*filter)) {
-                continue;
-            }
-            order.push_back(filter);
-            for (const std::shared_ptr<FilterBase>& input : filter->inputs) {
-                stack.push_back(input.get());
-            }
+/// WalkInputs.
+std::vector<FilterBase*> Inputs(const GraphWalk& walk, FilterBase& root) {
+    std::vector<FilterBase*> order;
+    std::vector<FilterBase*> stack{&root};
+    while (!stack.empty()) {
+        FilterBase* filter = stack.back();
+        stack.pop_back();
+        if (!walk.Meet(*filter)) {
+            continue;
         }
-        return order;
+        order.push_back(filter);
+        for (const std::shared_ptr<FilterBase>& input : filter->inputs) {
+            stack.push_back(input.get());
+        }
     }
-
-  private:
-    static std::uint64_t NextNumber() {
-        static std::atomic<std::uint64_t> last{0};  // graphs of several renders are walked at once
-        return ++last;
-    }
-    const std::uint64_t _number = NextNumber();
-};
+    return order;
+}
 
 /// How many inputs of `consumer` `input` is.
 std::ptrdiff_t EdgesBetween(const FilterBase& input, const FilterBase& consumer) {
@@ -50,7 +34,7 @@ std::ptrdiff_t EdgesBetween(const FilterBase& input, const FilterBase& consumer)
 }
 
 /// Takes all entries out of `consumers` that no edge of the graph stands for.
-void DropStaleConsumers(FilterBase& filter, const Walk& graph) {
+void DropStaleConsumers(FilterBase& filter, const GraphWalk& graph) {
     std::vector<FilterBase*>& consumers = filter.consumers;
     auto kept = consumers.begin();
     for (FilterBase* const consumer : consumers) {
@@ -64,12 +48,21 @@ void DropStaleConsumers(FilterBase& filter, const Walk& graph) {
 
 }  // namespace
 
+GraphWalk::GraphWalk() {
+    static std::atomic<std::uint64_t> last{0};  // graphs of several renders are walked at once
+    _number = ++last;
+}
+
+bool GraphWalk::Meet(FilterBase& filter) const {
+    return std::exchange(filter.lastWalk, _number) != _number;
+}
+
 std::vector<FilterBase*> WalkInputs(FilterBase& root) {
-    return Walk().Inputs(root);
+    return Inputs(GraphWalk(), root);
 }
 
 std::vector<FilterBase*> WalkPostOrder(FilterBase& root) {
-    const Walk walk;
+    const GraphWalk walk;
     walk.Meet(root);
     std::vector<FilterBase*> order;
     std::vector<std::pair<FilterBase*, std::size_t>> stack{{&root, 0}};
@@ -94,9 +87,9 @@ std::vector<std::shared_ptr<FilterBase>> HoldGraph(FilterBase& root) {
     return held;
 }
 
-std::vector<FilterBase*> RemoveStaleConsumers(FilterBase& root) {
-    const Walk walk;
-    std::vector<FilterBase*> graph = walk.Inputs(root);
+void RemoveStaleConsumers(FilterBase& root) {
+    const GraphWalk walk;
+    const std::vector<FilterBase*> graph = Inputs(walk, root);
     for (FilterBase* filter : graph) {
         if (filter != &root) {
             DropStaleConsumers(*filter, walk);
@@ -111,7 +104,6 @@ std::vector<FilterBase*> RemoveStaleConsumers(FilterBase& root) {
             }
         }
     }
-    return graph;
 }
 
 }  // namespace TQ::IP
