@@ -1,6 +1,9 @@
 #include "bench/PooledHost.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -16,6 +19,17 @@ constexpr std::size_t alignment = 64;
 
 std::size_t WholeLines(std::size_t bytes) {
     return (bytes + alignment - 1) / alignment * alignment;
+}
+
+/// Looks for a moment whether `condition` holds, before a thread is put to sleep for it: to be woken takes
+/// longer than most waits between the parts of a frame. The libraries of the peers do the same.
+template <class Condition>
+void LookFor(Condition condition) {
+    constexpr std::chrono::microseconds patience(200);
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (!condition() && std::chrono::steady_clock::now() < end) {
+        _mm_pause();
+    }
 }
 
 class PooledMemory : public IP::MemoryImplement {
@@ -175,9 +189,11 @@ void PooledHost::RunPart(IP::BandFunction function, void* argument, int index, i
 
 void PooledHost::Work(int index) {
     std::uint64_t seen = 0;
-    std::unique_lock<std::mutex> guard(_lock);
+    const auto isCalled = [&] { return _stop || _round != seen; };
     for (;;) {
-        _wake.wait(guard, [&] { return _stop || _round != seen; });
+        LookFor(isCalled);
+        std::unique_lock<std::mutex> guard(_lock);
+        _wake.wait(guard, isCalled);
         if (_stop) {
             return;
         }
@@ -209,8 +225,10 @@ void PooledHost::ParallelFor(IP::BandFunction function, void* argument, int thre
     }
     _wake.notify_all();
     RunPart(function, argument, 0, count);
+    const auto isDone = [&] { return _running == 0; };
+    LookFor(isDone);
     std::unique_lock<std::mutex> guard(_lock);
-    _finished.wait(guard, [&] { return _running == 0; });
+    _finished.wait(guard, isDone);
     if (std::exception_ptr failure = std::exchange(_failure, nullptr)) {
         std::rethrow_exception(failure);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -57,10 +58,10 @@ class PooledHost : public IP::Host {
     IP::BandFunction _function = nullptr;
     void* _argument = nullptr;
     int _count = 0;
-    int _running = 0;
-    std::uint64_t _round = 0;
+    std::atomic<int> _running = 0;
+    std::atomic<std::uint64_t> _round = 0;
     std::exception_ptr _failure;
-    bool _stop = false;
+    std::atomic<bool> _stop = false;
 };
 
 }  // namespace TQ::Bench
