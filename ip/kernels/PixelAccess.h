@@ -20,6 +20,10 @@ struct Pixel {
     F a;
 };
 
+TQ_INLINE Color operator+(Color x, Color y) {
+    return {x.r + y.r, x.g + y.g, x.b + y.b};
+}
+
 TQ_INLINE Color operator-(Color x, Color y) {
     return {x.r - y.r, x.g - y.g, x.b - y.b};
 }
@@ -72,6 +76,12 @@ struct ByteStorage {
         Write(target, PackBytes(codes));
     }
 
+    TQ_INLINE static void StoreCodes(unsigned char* target, const F (&c)[4]) {
+        const I codes[4] = {NearestByte(c[0], white), NearestByte(c[1], white), NearestByte(c[2], white),
+                            NearestByte(c[3], white)};
+        Write(target, PackBytes(codes));
+    }
+
     static constexpr float rounding = 0.5F;  ///< added before a sample is stored
     TQ_INLINE static F LoadSamples(const unsigned char* source) { return ToFloat(LoadBytes(source)); }
     TQ_INLINE static F LoadDifference(const unsigned char* a, const unsigned char* b) {
@@ -117,6 +127,11 @@ struct ShortStorage {
                    CodeFromUnit(c[2], white) | (CodeFromUnit(c[3], white) << 16));
     }
 
+    TQ_INLINE static void StoreCodes(unsigned char* target, const F (&c)[4]) {
+        StorePairs(target, NearestCode(c[0], white) | (NearestCode(c[1], white) << 16),
+                   NearestCode(c[2], white) | (NearestCode(c[3], white) << 16));
+    }
+
     static constexpr float rounding = 0.5F;
     TQ_INLINE static F LoadSamples(const unsigned char* source) { return ToFloat(LoadShorts(source)); }
     TQ_INLINE static F LoadDifference(const unsigned char* a, const unsigned char* b) {
@@ -144,6 +159,7 @@ struct FloatStorage {
         SeparateChannels(pixels, c);
     }
     TQ_INLINE static void Store(unsigned char* target, const F (&c)[4]) { StoreFloats(target, c); }
+    TQ_INLINE static void StoreCodes(unsigned char* target, const F (&c)[4]) { StoreFloats(target, c); }
     static constexpr float rounding = 0;
     TQ_INLINE static F LoadSamples(const unsigned char* source) { return Read<F>(source); }
     TQ_INLINE static F LoadDifference(const unsigned char* a, const unsigned char* b) {
@@ -201,11 +217,35 @@ struct Pixels {
 
     TQ_INLINE static void Store(unsigned char* target, const Pixel& pixel) {
         F c[4];
+        PutInOrder(pixel, c);
+        Storage::Store(target, c);
+    }
+
+    TQ_INLINE static void StoreCodes(unsigned char* target, const Pixel& pixel) {
+        F c[4];
+        PutInOrder(pixel, c);
+        Storage::StoreCodes(target, c);
+    }
+
+  private:
+    TQ_INLINE static void PutInOrder(const Pixel& pixel, F (&c)[4]) {
         c[firstColor] = pixel.rgb.r;
         c[firstColor + 1] = pixel.rgb.g;
         c[firstColor + 2] = pixel.rgb.b;
         c[Alpha] = pixel.a;
-        Storage::Store(target, c);
+    }
+};
+
+/// The same pixels, loaded and stored as code values, which need not be scaled on the way.
+template <class Frame>
+struct InCodes {
+    static constexpr int pixelBytes = Frame::pixelBytes;
+    static constexpr int vectorBytes = Frame::vectorBytes;
+    static constexpr float white = Frame::Storage::white;
+
+    TQ_INLINE static Pixel Load(const unsigned char* source) { return Frame::LoadCodes(source); }
+    TQ_INLINE static void Store(unsigned char* target, const Pixel& codes) {
+        Frame::StoreCodes(target, codes);
     }
 };
 

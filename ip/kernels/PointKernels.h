@@ -104,24 +104,24 @@ struct TemporalUnmult {
 /// their length.
 template <class Frame, bool Normalise, bool Threshold>
 struct AddHighPass {
-    using Output = Frame;
-    using In0 = Frame;
-    using In1 = Frame;
+    using Output = InCodes<Frame>;
+    using In0 = InCodes<Frame>;
+    using In1 = InCodes<Frame>;
     using In2 = Pixels<FloatStorage, Frame::alpha>;
     using Parameters = HighPassParameters;
 
     TQ_INLINE static Pixel At(const Parameters& p, Pixel detail, Pixel low, Pixel target) {
-        F scale = Splat(1);
+        F scale = Splat(In1::white);
         if constexpr (Normalise) {
-            scale = InverseWeight(target.a);
+            scale = InverseWeight(target.a) * In1::white;
         }
         const Color d = MultiplySubtract(target.rgb, scale, low.rgb);
-        F e = Splat(1);
         if constexpr (Threshold) {
             const F squaredLength = MultiplyAdd(d.r, d.r, MultiplyAdd(d.g, d.g, d.b * d.b));
-            e = ExpOfNegative(squaredLength * p.exponentFactor);
+            const float factor = p.exponentFactor / (In1::white * In1::white);
+            return {MultiplyAdd(d, ExpOfNegative(squaredLength * factor), detail.rgb), detail.a};
         }
-        return {MultiplyAdd(d, e, detail.rgb), detail.a};
+        return {detail.rgb + d, detail.a};
     }
 };
 

@@ -82,14 +82,20 @@ TQ_INLINE F AddToExponent(F value, F integers) {
 }
 
 /// Stores round to nearest. A value that is not a number becomes 0.
+TQ_INLINE I NearestCode(F code, float white) {
+    return RoundToNearest(Min(Max(code, Splat(0)), Splat(white)));
+}
 TQ_INLINE I CodeFromUnit(F value, float white) {
-    return RoundToNearest(Min(Max(value * white, Splat(0)), Splat(white)));
+    return NearestCode(value * white, white);
 }
 
 /// The same for PackBytes, which limits from below: what is not a number goes through the minimum and becomes
 /// the lowest integer.
+TQ_INLINE I NearestByte(F code, float white) {
+    return RoundToNearest(Min(Splat(white), code));
+}
 TQ_INLINE I ByteFromUnit(F value, float white) {
-    return RoundToNearest(Min(Splat(white), value * white));
+    return NearestByte(value * white, white);
 }
 
 TQ_INLINE F UnitFromCode(I code, float white) {

@@ -88,6 +88,9 @@ TQ_INLINE F AddToExponent(F value, F integers) {
 TQ_INLINE I CodeFromUnit(F value, float white) {
     return Truncate(Min(Max(value, 0.0F), 1.0F) * white);
 }
+TQ_INLINE I NearestCode(F code, float white) {
+    return Truncate(Min(Max(code, 0.0F), white));
+}
 
 TQ_INLINE I LimitToByte(I value) {
     return value < 0 ? 0 : (value > 255 ? 255 : value);
@@ -101,6 +104,9 @@ TQ_INLINE I PackBytes(const I (&c)[4]) {
 /// The same for PackBytes.
 TQ_INLINE I ByteFromUnit(F value, float white) {
     return CodeFromUnit(value, white);
+}
+TQ_INLINE I NearestByte(F code, float white) {
+    return NearestCode(code, white);
 }
 
 /// The division, not a product with the reciprocal, so that every code value survives load and truncating
