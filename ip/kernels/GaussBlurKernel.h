@@ -136,6 +136,7 @@ class BlurStream {
                 }
                 if (endInside < count) {
                     AddToStart(state, weights[endInside], sample(endInside));
+                    FinishStart(state, _constants);
                 }
                 _states[v] = state;
             }

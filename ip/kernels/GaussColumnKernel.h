@@ -37,7 +37,6 @@ TQ_INLINE void WalkVectors(GaussState* states, const GaussConstants& constants, 
                            std::int64_t in, std::int64_t out) {
     constexpr int bytes = lanes * static_cast<int>(sizeof(typename Storage::Channel));
     constexpr int outputBytes = Subtract ? static_cast<int>(sizeof(F)) : bytes;
-    constexpr bool rounds = !Subtract && Storage::rounding != 0;
     GaussState state[Vectors];
 #pragma GCC unroll 2
     for (int v = 0; v < Vectors; ++v) {
@@ -52,7 +51,7 @@ TQ_INLINE void WalkVectors(GaussState* states, const GaussConstants& constants, 
 #pragma GCC unroll 2
         for (int v = 0; v < Vectors; ++v) {
             const F d = Storage::LoadDifference(leading + v * bytes, trailing + v * bytes);
-            const F y = GaussStep<rounds>(state[v], constants, d);
+            const F y = GaussStep(state[v], constants, d);
             unsigned char* const output = rows.output[r] + out + v * outputBytes;
             if constexpr (Subtract) {
                 const F source = Storage::LoadSamples(rows.source[r] + in + v * bytes);
@@ -137,7 +136,7 @@ struct ColorColumns {
 #pragma GCC unroll 3
             for (int i = 0; i < 3; ++i) {
                 const F d = ToFloat(ByteOf(leading, first + i) - ByteOf(trailing, first + i));
-                codes[first + i] = Truncate(GaussStep<true>(state[i], constants, d));
+                codes[first + i] = Truncate(GaussStep(state[i], constants, d));
             }
             Write(rows.output[r] + out, PackBytes(codes));
         }
@@ -214,6 +213,9 @@ class ColumnStrip {
             for (int v = 0; v < _vectors; ++v) {
                 AddToStart(_states[v], weights, Storage::LoadSamples(row + v * lanes * sampleBytes));
             }
+        }
+        for (int v = 0; v < _vectors; ++v) {
+            FinishStart(_states[v], _constants);
         }
     }
 

@@ -123,7 +123,7 @@ struct Chunk {
     }
 };
 
-/// The state at sample x, from the sums over its window.
+/// The sums over the windows at sample x.
 template <class Storage>
 GaussState StartRows(const RowGroup& group, const GaussParameters& p, int x) {
     GaussState state{};
@@ -191,7 +191,7 @@ TQ_INLINE void BlurFloats(const ChunkRows<FloatStorage>& chunkRows, int length, 
         }
         load(at < lastAt ? at + static_cast<std::int64_t>(sizeof(F)) : at);
         for (F& sample : samples) {
-            sample = GaussStep<false>(s, c, sample);
+            sample = GaussStep(s, c, sample);
         }
         F lines[groupRows];
         SeparateRows<pixelBytes>(samples, lines);
@@ -226,7 +226,7 @@ TQ_INLINE void BlurBytes(const ChunkRows<ByteStorage>& rows, const Chunk<ByteSto
             load(Smaller(i + 4 * (r + 1), chunkLength - 4));
             I codes[4];
             for (int k = 0; k < 4; ++k) {
-                codes[k] = Truncate(GaussStep<true>(s, c, samples[k]));
+                codes[k] = Truncate(GaussStep(s, c, samples[k]));
             }
             blurred[r] = reinterpret_cast<F>(JoinBytes(codes));
         }
@@ -253,6 +253,7 @@ template <class Storage>
     for (int x = group.firstOutput / restart * restart; x < group.endOutput; x += chunkLength) {
         if (x % restart == 0) {
             state = StartRows<Storage>(group, p, x);
+            FinishStart(state, constants);
         }
 #if TQ_LANES >= 4
         const bool isStored =
@@ -280,8 +281,7 @@ template <class Storage>
 #endif
         for (int i = 0; i < chunkLength; ++i) {
             const F d = Storage::LoadDifference(leading.Step(i), trailing.Step(i));
-            Storage::StoreSamples(blurred.Step(i), GaussStep<Storage::rounding != 0>(state, constants, d),
-                                  constants.maximum);
+            Storage::StoreSamples(blurred.Step(i), GaussStep(state, constants, d), constants.maximum);
         }
         blurred.Scatter(group, x);
     }
