@@ -24,17 +24,18 @@ namespace {
 /// Of each thread: larger than the last-level cache, so that the next repetition finds nothing of it there. A
 /// quick run asks for little memory instead.
 std::size_t StreamBytes() {
-    return std::size_t{GetOptions().quick ? 32U : 512U} << 20;
+    return std::size_t{GetOptions().quick ? 16U : 256U} << 20;
 }
 
 constexpr int repetitions = 7;
+constexpr int repetitionsNow = 2;
 
 using Clock = std::chrono::steady_clock;
 
 /// Runs `work(thread)` on all threads at once and returns the best time of several repetitions.
-double BestSeconds(int threads, const std::function<void(int)>& work) {
+double BestSeconds(int threads, int times, const std::function<void(int)>& work) {
     double best = 1e30;
-    for (int repetition = 0; repetition < repetitions; ++repetition) {
+    for (int i = 0; i < times; ++i) {
         std::atomic<int> waiting{threads};
         std::vector<Clock::time_point> begin(static_cast<std::size_t>(threads));
         std::vector<Clock::time_point> end(static_cast<std::size_t>(threads));
@@ -145,29 +146,39 @@ class StreamBlock {
     std::unique_ptr<unsigned char[]> _bytes;
 };
 
-MachineBounds Measure(int threads) {
+/// What one thread reads, and where it writes.
+struct Streams {
+    StreamBlock source, target;
+};
+
+const Streams& StreamsOf(int thread) {
+    static std::vector<std::unique_ptr<Streams>> all;
+    while (all.size() <= static_cast<std::size_t>(thread)) {
+        all.push_back(std::make_unique<Streams>());
+    }
+    return *all[static_cast<std::size_t>(thread)];
+}
+
+Bandwidth MeasureBandwidth(int threads, int times) {
     const MachineLoops loops = LoopsForLevel(IP::BestLevel());
-    const std::vector<StreamBlock> sources(static_cast<std::size_t>(threads));
-    const std::vector<StreamBlock> targets(static_cast<std::size_t>(threads));
+    StreamsOf(threads - 1);  // all are there before threads look for theirs
     const std::size_t size = StreamBytes();
     const double total = static_cast<double>(size) * threads;
-    MachineBounds bounds{};
-    bounds.threads = threads;
-    bounds.readBytesPerSecond = total / BestSeconds(threads, [&](int thread) {
-                                    integerSink =
-                                        loops.read(sources[static_cast<std::size_t>(thread)].Data(), size);
-                                });
-    bounds.copyBytesPerSecond = 2.0 * total / BestSeconds(threads, [&](int thread) {
-                                    const auto index = static_cast<std::size_t>(thread);
-                                    std::memcpy(targets[index].Data(), sources[index].Data(), size);
-                                });
-    bounds.writeBytesPerSecond = total / BestSeconds(threads, [&](int thread) {
-                                     WritePastCaches(targets[static_cast<std::size_t>(thread)].Data(), size);
-                                 });
+    const double read = BestSeconds(
+        threads, times, [&](int thread) { integerSink = loops.read(StreamsOf(thread).source.Data(), size); });
+    const double copy = BestSeconds(threads, times, [&](int thread) {
+        std::memcpy(StreamsOf(thread).target.Data(), StreamsOf(thread).source.Data(), size);
+    });
+    const double write = BestSeconds(
+        threads, times, [&](int thread) { WritePastCaches(StreamsOf(thread).target.Data(), size); });
+    return {total / read, 2.0 * total / copy, total / write};
+}
+
+double MeasureMultiplyAdds(int threads) {
+    const MachineLoops loops = LoopsForLevel(IP::BestLevel());
     const double operations = 2.0 * chains * loops.lanes * static_cast<double>(chainSteps) * threads;
-    bounds.multiplyAddsFlops =
-        operations / BestSeconds(threads, [&](int) { floatSink = loops.multiplyAdds(chainSteps); });
-    return bounds;
+    return operations /
+           BestSeconds(threads, repetitions, [&](int) { floatSink = loops.multiplyAdds(chainSteps); });
 }
 
 }  // namespace
@@ -175,14 +186,21 @@ MachineBounds Measure(int threads) {
 const MachineBounds& MeasureMachine(int threads) {
     static std::map<int, MachineBounds> known;
     const auto found = known.find(threads);
-    return found != known.end() ? found->second : known.emplace(threads, Measure(threads)).first->second;
+    if (found != known.end()) {
+        return found->second;
+    }
+    return known
+        .emplace(threads, MachineBounds{MeasureBandwidth(threads, repetitions), MeasureMultiplyAdds(threads)})
+        .first->second;
+}
+
+Bandwidth BandwidthNow(int threads) {
+    return MeasureBandwidth(threads, repetitionsNow);
 }
 
 double LeastSeconds(const MachineBounds& machine, double bytesMoved, bool reads, double operations) {
-    const double bandwidth =
-        reads
-            ? std::max({machine.readBytesPerSecond, machine.copyBytesPerSecond, machine.writeBytesPerSecond})
-            : machine.writeBytesPerSecond;
+    const Bandwidth& memory = machine.memory;
+    const double bandwidth = reads ? std::max({memory.read, memory.copy, memory.write}) : memory.write;
     const double operationsPerSecond = machine.multiplyAddsFlops / 2;
     return std::max(bytesMoved / bandwidth, operations / operationsPerSecond);
 }

@@ -46,9 +46,8 @@ bool ReadOptions(std::vector<char*>& arguments) {
 void PrintMachine(int threads) {
     const MachineBounds& machine = MeasureMachine(threads);
     std::printf("%d thread%s: read %.1f GB/s, copy %.1f GB/s, write %.1f GB/s, multiply-add %.0f GFLOP/s\n",
-                threads, threads == 1 ? "" : "s", machine.readBytesPerSecond * 1e-9,
-                machine.copyBytesPerSecond * 1e-9, machine.writeBytesPerSecond * 1e-9,
-                machine.multiplyAddsFlops * 1e-9);
+                threads, threads == 1 ? "" : "s", machine.memory.read * 1e-9, machine.memory.copy * 1e-9,
+                machine.memory.write * 1e-9, machine.multiplyAddsFlops * 1e-9);
 }
 
 void RegisterAll() {

@@ -57,7 +57,8 @@ double Share(double bound, double time) {
 }  // namespace
 
 void CountWork(benchmark::State& state, const Work& work, int threads) {
-    const double bound = LeastSeconds(MeasureMachine(threads), work.bytes, work.reads, work.operations);
+    const MachineBounds now{BandwidthNow(threads), MeasureMachine(threads).multiplyAddsFlops};
+    const double bound = LeastSeconds(now, work.bytes, work.reads, work.operations);
     state.counters["MB"] = work.bytes * 1e-6;
     state.counters["Mop"] = work.operations * 1e-6;
     state.counters[boundCounter] = bound * 1e3;

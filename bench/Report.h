@@ -17,8 +17,9 @@ struct Work {
     bool reads = true;  ///< there are inputs
 };
 
-/// Adds the work and the least time for it on this machine with `threads` threads; the report adds the share
-/// of that bound which was reached. Call once, when the iterations are over.
+/// Adds the work and the least time for it on this machine with `threads` threads, whose bandwidth it
+/// measures anew; the report adds the share of that bound which was reached. Call once, when the iterations
+/// are over.
 void CountWork(benchmark::State& state, const Work& work, int threads);
 
 /// Marks a benchmark as the peer of one of ours. `peer` is a benchmark's name.
