@@ -58,10 +58,10 @@ constexpr Count gatedStep = Formula(1 + reciprocal + 1 + 3 * similarityOfChannel
 /// of two rows serve twice.
 constexpr Count gatedStepOfChain =
     Formula(1 + reciprocal + 3 * similarityOfChannel - 1 + meanOf25 - 1 + 4, 3);
-/// A step of the recurrence: differences, two cosine terms, the box, their sum and its scale.
-constexpr double blurSample = 2 + 4 + 1 + 2 + 1;
+/// A step of the recurrence: differences, two cosine terms, the box, and their sum.
+constexpr double blurSample = 2 + 4 + 1 + 2;
 constexpr Count blur = Formula(2 * 4 * blurSample, 4, 4);
-constexpr Count highPass = Formula(2 * 4 * blurSample, 4);  ///< the scale takes the difference along
+constexpr Count highPass = Formula(2 * 4 * blurSample + 4, 4);  ///< the difference of the last pass
 constexpr Count product = Formula(4, 8, 4);
 /// Of four channels: both quotients of the covariance, where a variance is 0 by 1, their product and its
 /// sign; the larger variance times what is left of 1, within limits.

@@ -143,12 +143,16 @@ class BlurStream {
         }
     }
 
-    /// The unblurred picture, with room for whole blocks: at the end of the result's place, where each vector
-    /// is read before the result reaches it.
+    /// The unblurred picture, with room for whole blocks: where the last one is not whole, at the end of the
+    /// result's place, where each vector is read before the result reaches it.
     const unsigned char* SourceRow(int y, int r) {
+        const unsigned char* const picture =
+            PixelAt(_input, _x1, _input.bounds.y1 + Smaller(y, _length - 1), pixelBytes);
+        if ((_x2 - _x1) % lanes == 0) {
+            return picture;
+        }
         unsigned char* row = Result(r) + std::int64_t{_blocks} * lanes * (outputPixelBytes - pixelBytes);
-        Copy(row, PixelAt(_input, _x1, _input.bounds.y1 + Smaller(y, _length - 1), pixelBytes),
-             (_x2 - _x1) * pixelBytes);
+        Copy(row, picture, (_x2 - _x1) * pixelBytes);
         return row;
     }
 
@@ -179,17 +183,31 @@ struct StepRange {
 template <class Columns>
 void RunBlurStream(const ImageView& output, const ImageView& input, const Bounds& band,
                    const GaussBlurParameters& p, Image::Progress& progress) {
-    constexpr int outputPixelBytes = BlurStream<Columns>::outputPixelBytes;
+    constexpr int pixelBytes = BlurStream<Columns>::outputPixelBytes;
+    constexpr int lineBytes = 64;
+    constexpr int blocksOfLine = lanes * pixelBytes < lineBytes ? lineBytes / (lanes * pixelBytes) : 1;
     BlurStream<Columns> stream(input, band, p);
-    const bool pastCaches = IsStreamed(output, outputPixelBytes);
+    const bool pastCaches = IsStreamed(output, pixelBytes);
+    // Results for which the first-level cache has no room go line by line to their places.
+    constexpr std::int64_t roomOfCache = 24 << 10;
+    const bool inLines = pastCaches && stepRows * stream.ResultRowBytes() > roomOfCache &&
+                         IsAligned(PixelAt(output, band.x1, band.y1, pixelBytes), lineBytes) &&
+                         output.rowBytes % lineBytes == 0;
+    const int count = inLines ? blocksOfLine : stream.Blocks();
     while (stream.NextRow() < band.y2) {
         const int y = stream.NextRow();
         stream.StartStep();
-        stream.Walk(0, stream.Blocks());
         const StepRange rows(band, y);
+        for (int block = 0; block < stream.Blocks(); block += count) {
+            const int blocks = Smaller(count, stream.Blocks() - block);
+            stream.Walk(block, blocks);
+            const int x = band.x1 + block * lanes;
+            const int bytes = Smaller(blocks * lanes, band.x2 - x) * pixelBytes;
+            for (int r = rows.first; r < rows.end; ++r) {
+                CopyOrStream(PixelAt(output, x, y + r, pixelBytes), stream.Result(r), bytes, pastCaches);
+            }
+        }
         for (int r = rows.first; r < rows.end; ++r) {
-            CopyOrStream(PixelAt(output, band.x1, y + r, outputPixelBytes), stream.Result(r),
-                         (band.x2 - band.x1) * outputPixelBytes, pastCaches);
             ReportRow(progress, band, y + r);
         }
     }

@@ -61,12 +61,16 @@ TQ_INLINE void CopyOrStream(unsigned char* target, const unsigned char* source, 
     if (stream) {
         done = static_cast<int>(-reinterpret_cast<std::uintptr_t>(target) % step);
         done = done < bytes ? done : bytes;
-        __builtin_memcpy(target, source, static_cast<std::uint32_t>(done));
+        if (done > 0) {
+            __builtin_memcpy(target, source, static_cast<std::uint32_t>(done));
+        }
         for (; done + step <= bytes; done += step) {
             Stream(target + done, Read<Raw>(source + done));
         }
     }
-    __builtin_memcpy(target + done, source + done, static_cast<std::uint32_t>(bytes - done));
+    if (done < bytes) {
+        __builtin_memcpy(target + done, source + done, static_cast<std::uint32_t>(bytes - done));
+    }
 }
 
 /// Makes what was streamed visible to other threads. Once, when a band is done.
