@@ -370,7 +370,9 @@ class StepOverTile {
         const float* const after = _columnSums.Block(i);
         const auto window = [=](int r) {
             return [ =, row = r * Columns::rowFloats ](int) __attribute__((always_inline)) {
-                return SumOfWindow(Read<F>(before + row), Read<F>(sums + row), Read<F>(after + row));
+                const F here = Read<F>(sums + row);
+                const F next = Read<F>(after + row);
+                return SumOfWindow(SumsOfTwo(Read<F>(before + row), here), SumsOfTwo(here, next), here, next);
             };
         };
 #else
@@ -422,10 +424,16 @@ class StepOverTile {
             inverse.of[b] = comparison.Inverse(1, v);
         }
         const auto window = [&](int r) __attribute__((always_inline)) {
-            return [&, row = r * Columns::rowFloats ](int v) __attribute__((always_inline)) {
-                const int b = v / lanes;
-                return SumOfWindow(b == 0 ? Read<F>(before + row) : Read<F>(sums + row),
-                                   b == 0 ? Read<F>(sums + row) : columns.of[0], columns.of[b]);
+            const int row = r * Columns::rowFloats;
+            const F here = Read<F>(sums + row);
+            const F twoBefore = SumsOfTwo(Read<F>(before + row), here);
+            const F two = SumsOfTwo(here, columns.of[0]);
+            return [&, here, twoBefore, two ](int v) __attribute__((always_inline)) {
+                if (v == 0) {
+                    return SumOfWindow(twoBefore, two, here, columns.of[0]);
+                }
+                const F last = columns.of[v / lanes];
+                return SumOfWindow(two, SumsOfTwo(columns.of[0], last), columns.of[0], last);
             };
         };
         const auto next = [&](int r) __attribute__((always_inline)) {

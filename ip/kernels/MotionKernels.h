@@ -4,8 +4,8 @@
 //
 // The similarity s of two pixels is the product of 1 - min(|a.c - b.c| / limit, 1) over the channels c, and
 // the mask m its mean over the 5 by 5 pixels around. Columns are walked in strips; of each strip the last
-// five rows of s stay on the stack. The 25 values are added afresh for every pixel, rows first, always in the
-// same order: a sliding sum would carry its rounding along, so that a pixel would depend on where its band
+// rows of s stay on the stack, added two by two. The 25 values are added for every pixel in the same order,
+// rows first: a sliding sum would carry its rounding along, so that a pixel would depend on where its band
 // begins, and equal images would not give exactly 1.
 
 #include "ip/kernels/KernelParameters.h"
@@ -114,21 +114,23 @@ TQ_INLINE Pixel AddGated(float weight, const unsigned char* frame, const Pixel& 
     return {MultiplyAdd(sum.rgb, mask, codes.rgb * (q * Frame::unit)), MultiplyAdd(sum.a, mask, q)};
 }
 
-/// The sum of the window from the sums of its columns, of which the third is that of the pixel.
+/// The sum of the window from the sums of its columns, of which the third is that of the pixel: two and two,
+/// and the last.
 TQ_INLINE F SumOfWindow(const float* sums) {
-    F sum = Read<F>(sums - motionReach);
-    for (int c = 1; c < motionWindow; ++c) {
-        sum += Read<F>(sums - motionReach + c);
-    }
-    return sum;
+    const auto two = [sums](int first) { return Read<F>(sums + first) + Read<F>(sums + first + 1); };
+    return two(-motionReach) + two(0) + Read<F>(sums + motionReach);
 }
 
 #if TQ_LANES == 16
-/// The same of 16 pixels, from the sums of their columns, and of as many before and after them.
-TQ_INLINE F SumOfWindow(F before, F sums, F after) {
-    constexpr int first = lanes - motionReach;
-    return Shifted<first>(before, sums) + Shifted<first + 1>(before, sums) + sums + Shifted<1>(sums, after) +
-           Shifted<2>(sums, after);
+/// The sums of 16 columns, each with that of the next one; `after` are those of the columns that follow.
+TQ_INLINE F SumsOfTwo(F sums, F after) {
+    return sums + Shifted<1>(sums, after);
+}
+
+/// The same sums of windows, of 16 pixels: SumsOfTwo of the columns before them and of their own serve both
+/// as the first two of the window and as the two that follow.
+TQ_INLINE F SumOfWindow(F twoBefore, F two, F sums, F after) {
+    return Shifted<lanes - motionReach>(twoBefore, two) + two + Shifted<motionReach>(sums, after);
 }
 #endif
 
@@ -182,31 +184,44 @@ constexpr int prefetchRows = isNarrowMotion<Body> ? 1 : 2;
 /// at multiples of a vector's length all do.
 constexpr int motionMargin = lanes > motionReach ? lanes : motionReach;
 
-/// A row of s, or of the sums of its columns: the margin, the strip, and as many columns right of it.
+/// A row of s, or of sums of its columns: the margin, the strip, and as many columns right of it.
 struct alignas(64) MotionRow {
     float s[motionStripWidth + 2 * 16];
 };
 
-/// The last rows of s, and the sums of their columns.
+/// The last row of s, the last rows of sums of two, each row of s with the one above it, and the sums of
+/// five.
 class MotionRows {
   public:
     /// Moves on by a row, which takes the place of the oldest.
-    void Next() { _newest = (_newest + 1) % motionWindow; }
-    float* Newest() { return _rows[_newest].s; }
-    /// From the oldest, 0, to the newest.
-    TQ_INLINE const float* Row(int i) const { return _rows[(_newest + 1 + i) % motionWindow].s; }
+    void Next() { _newest = (_newest + 1) % heldRows; }
+    float* Last() { return _last.s; }
+    /// Of the row `above` rows above the newest and the one above that.
+    float* SumsOfTwo(int above) { return _sumsOfTwo[(_newest + heldRows - above) % heldRows].s; }
     float* Sums() { return _sums.s; }
 
   private:
-    MotionRow _rows[motionWindow];
+    static constexpr int heldRows = motionWindow - 1;
+
+    MotionRow _sumsOfTwo[heldRows];
+    MotionRow _last;
     MotionRow _sums;
     int _newest = 0;
 };
 
-/// Where a row of s goes, and with them, while its values are at hand, the sums of its columns.
+/// Where a row of s goes, and with it, while its values are at hand, the sums of its columns.
 struct MotionTarget {
-    float* s;
-    const float* above[motionWindow - 1];
+    explicit MotionTarget(MotionRows& rows)
+        : s(rows.Last()),
+          two(rows.SumsOfTwo(0)),
+          twoAbove(rows.SumsOfTwo(1)),
+          twoFurtherAbove(rows.SumsOfTwo(3)),
+          sums(rows.Sums()) {}
+
+    float* s;  ///< takes the place of the row above
+    float* two;
+    const float* twoAbove;
+    const float* twoFurtherAbove;
     float* sums;
 };
 
@@ -220,15 +235,12 @@ template <class Body>
     const MotionTarget to = target;  // copies, which the stores cannot change
     const DetectMotionParameters q = p;
     for (const int end = column + vectors * lanes; column < end; column += lanes) {
-        Prefetch<Body::In0::vectorBytes>(in0 + ahead[0]);
-        Prefetch<Body::In1::vectorBytes>(in1 + ahead[1]);
+        PrefetchNear<Body::In0::vectorBytes>(in0 + ahead[0]);
+        PrefetchNear<Body::In1::vectorBytes>(in1 + ahead[1]);
         const F s = Body::Similarity(q, in0, in1);
-        F sum = Read<F>(to.above[0] + column);
-        for (int r = 1; r < motionWindow - 1; ++r) {
-            sum += Read<F>(to.above[r] + column);
-        }
+        Write(to.sums + column, Read<F>(to.twoFurtherAbove + column) + Read<F>(to.twoAbove + column) + s);
+        Write(to.two + column, Read<F>(to.s + column) + s);
         Write(to.s + column, s);
-        Write(to.sums + column, sum + s);
         in0 += Body::In0::vectorBytes;
         in1 += Body::In1::vectorBytes;
     }
@@ -240,8 +252,7 @@ template <class Body>
 void FillSimilarityRow(MotionRows& rows, const ImageView* inputs, int x1, int x2, int y,
                        const DetectMotionParameters& p) {
     rows.Next();
-    const MotionTarget target{
-        rows.Newest(), {rows.Row(0), rows.Row(1), rows.Row(2), rows.Row(3)}, rows.Sums()};
+    const MotionTarget target(rows);
     const ClampedRow<typename Body::In0> row0(inputs[0], y);
     const ClampedRow<typename Body::In1> row1(inputs[1], y);
     const int first = x1 - motionMargin;
@@ -268,14 +279,15 @@ class WindowWalk {
     /// and after those of the row.
 #if TQ_LANES == 16
     explicit WindowWalk(const float* sums)
-        : _sums(sums), _before(Read<F>(sums - lanes)), _here(Read<F>(sums)) {
+        : _sums(sums), _twoBefore(SumsOfTwo(Read<F>(sums - lanes), Read<F>(sums))), _here(Read<F>(sums)) {
     }
 
     TQ_INLINE F Next() {
         _sums += lanes;
         const F after = Read<F>(_sums);
-        const F sum = SumOfWindow(_before, _here, after);
-        _before = _here;
+        const F two = SumsOfTwo(_here, after);
+        const F sum = SumOfWindow(_twoBefore, two, _here, after);
+        _twoBefore = two;
         _here = after;
         return sum;
     }
@@ -293,7 +305,7 @@ class WindowWalk {
   private:
     const float* _sums;
 #if TQ_LANES == 16
-    F _before, _here;
+    F _twoBefore, _here;
 #endif
 };
 
