@@ -93,6 +93,19 @@ TEST_P(MaskedAdd, FusesWithDetectMotionAndGivesTheSamePixels) {
     EXPECT_LE(bench.Error(fusedSum, unfusedSum), 2e-6);
 }
 
+TEST(TemporalAddFilter, FusesStepByStepAlsoWhereSomebodyHoldsAMeanThatFellOut) {
+    FilterBench bench(floatFormat);
+    const MaskedStep step(bench, false);
+    const auto mean = std::make_shared<TemporalUnmultFilter>(step.current, step.next);
+    const auto mask = std::make_shared<DetectMotionFilter>(step.current, mean, 0.2F, 1.0F, false);
+    const auto add = std::make_shared<TemporalAddFilter>(step.current, step.next, mask, 0.5F, true);
+    const OptimizedGraph graph(add);
+    EXPECT_EQ(graph.Sink(), mask);
+    EXPECT_EQ(mask->inputs, (std::vector<FilterHandle>{step.current, step.mask}));
+    EXPECT_STREQ(step.mask->GetName(), "TemporalMultAddDetectMotion");
+    EXPECT_EQ(mean->inputs.size(), 2U) << "it may still be rendered by itself";
+}
+
 TEST(TemporalAddFilter, StaysUnfusedWhenTheMaskComparesSomethingElse) {
     FilterBench bench(floatFormat);
     const MaskedStep step(bench, false);
