@@ -22,7 +22,7 @@ std::size_t WholeLines(std::size_t bytes) {
 }
 
 /// Looks for a moment whether `condition` holds, before a thread is put to sleep for it: to be woken takes
-/// longer than most waits between the parts of a frame. The libraries of the peers do the same.
+/// longer than most waits between the parts of a frame. The library that runs OpenCV's threads does the same.
 template <class Condition>
 void LookFor(Condition condition) {
     constexpr std::chrono::microseconds patience(200);

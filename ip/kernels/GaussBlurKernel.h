@@ -191,8 +191,7 @@ void RunBlurStream(const ImageView& output, const ImageView& input, const Bounds
     // Results for which the first-level cache has no room go line by line to their places.
     constexpr std::int64_t roomOfCache = 24 << 10;
     const bool inLines = pastCaches && stepRows * stream.ResultRowBytes() > roomOfCache &&
-                         IsAligned(PixelAt(output, band.x1, band.y1, pixelBytes), lineBytes) &&
-                         output.rowBytes % lineBytes == 0;
+                         AreRowsAligned(output, PixelAt(output, band.x1, band.y1, pixelBytes), lineBytes);
     const int count = inLines ? blocksOfLine : stream.Blocks();
     while (stream.NextRow() < band.y2) {
         const int y = stream.NextRow();
@@ -246,8 +245,8 @@ bool RunAddBlurredHighPass(const ImageView& output, const ImageView* inputs, con
     BlurStream<LowColumns<Frame>> low(inputs[1], band, p.low);
     BlurStream<SampleColumns<FloatStorage, false>> target(inputs[2], band, p.target);
     const bool streams = IsStreamed(output, Frame::pixelBytes) &&
-                         IsAligned(PixelAt(output, band.x1, band.y1, Frame::pixelBytes), sizeof(Raw)) &&
-                         output.rowBytes % static_cast<std::int64_t>(sizeof(Raw)) == 0;
+                         AreRowsAligned(output, PixelAt(output, band.x1, band.y1, Frame::pixelBytes),
+                                        static_cast<int>(sizeof(Raw)));
     while (low.NextRow() < band.y2) {
         const int y = low.NextRow();
         low.StartStep();

@@ -15,7 +15,7 @@
 //
 // Measured against sums in double precision over lines of 8192 samples, noise and square waves, with white at
 // 1: the largest error is 9e-7 at sigma 3, 1.2e-5 at 30, 2e-4 at 100 and 1.5e-3 at 300; 8-bit results are
-// within 0.51 code values up to sigma 30 and 0.56 at 100. Without fresh starts it is 1.2 to 15 times that.
+// within 0.51 code values up to sigma 30 and 0.56 at 100. Without fresh starts it is 1.1 to 15 times that.
 
 #include "ip/kernels/KernelParameters.h"
 #include "ip/kernels/PixelAccess.h"
@@ -27,7 +27,7 @@ struct GaussConstants {
     F a1, a2;
     F b1, b2;   ///< cfB / (2N + 1)
     F scale;    ///< 1 / (2N + 1)
-    F offset;   ///< added to each result
+    F offset;   ///< in Z0, and so in each result
     F maximum;  ///< of integer stores, in code values
 };
 

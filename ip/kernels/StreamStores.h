@@ -28,6 +28,11 @@ TQ_INLINE bool IsAligned(const unsigned char* address, int bytes = 16) {
     return reinterpret_cast<std::uintptr_t>(address) % static_cast<std::uintptr_t>(bytes) == 0;
 }
 
+/// Whether rows from `first` on begin at multiples of `bytes`.
+TQ_INLINE bool AreRowsAligned(const ImageView& view, const unsigned char* first, int bytes) {
+    return IsAligned(first, bytes) && view.rowBytes % bytes == 0;
+}
+
 TQ_INLINE void Stream(unsigned char* target, __m128i value) {
     _mm_stream_si128(reinterpret_cast<__m128i*>(target), value);
 }
