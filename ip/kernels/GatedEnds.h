@@ -21,8 +21,7 @@ class SumsInTile {
     template <class Format, int Blocks>
     class Compared {
       public:
-        TQ_INLINE Compared(const SumsInTile& s, int i, int /*x*/, const Ahead<Format>& /*ahead*/)
-            : _place(s._step.place + motionReach) {
+        TQ_INLINE Compared(const SumsInTile& s, int i, int /*x*/) : _place(s._step.place + motionReach) {
             for (int b = 0; b < Blocks; ++b) {
                 _sums[b] = s._tile.Block(i + 1 + b);
             }
@@ -90,20 +89,19 @@ TQ_INLINE Pixel SumOfFrame(const unsigned char* pixels) {
 template <class Format>
 class SumsOfFrame {
   public:
-    explicit SumsOfFrame(const GatedStep& first) : _first(first), _pixels(first) {}
+    explicit SumsOfFrame(const GatedStep& first) : _pixels(first) {}
 
     template <class, int>
     class Compared {
       public:
-        TQ_INLINE Compared(SumsOfFrame& s, int /*i*/, int x, const Ahead<Format>& ahead)
-            : _pixels(s._pixels.Block(x)), _ahead(ahead.BytesIn(*s._first.input)) {}
+        TQ_INLINE Compared(SumsOfFrame& s, int /*i*/, int x) : _pixels(s._pixels.Block(x)) {}
 
         template <bool Opaque>
         TQ_INLINE Pixel Load(int r, int v) const {
             return SumOfFrame<Format, Opaque>(At(r, v));
         }
         TQ_INLINE void Fetch(int r, int v) const {
-            FetchPixels<Format, Format::vectorBytes>(At(r, v) + _ahead);
+            FetchPixels<Format, Format::vectorBytes>(At(r, v) + bytesAheadOfFirst<Format>);
         }
 
       private:
@@ -112,7 +110,6 @@ class SumsOfFrame {
         }
 
         const BlockPixels _pixels;
-        const std::int64_t _ahead;
     };
 
     class Gated {
@@ -141,7 +138,6 @@ class SumsOfFrame {
     }
 
   private:
-    const GatedStep& _first;
     BatchPixels<Format> _pixels;
 };
 

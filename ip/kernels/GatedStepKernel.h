@@ -9,34 +9,45 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-/// A frame's step: what the mask leaves of the sum, plus the frame. The mean is compared in code values, and
-/// the similarity is the product of limit - min(|difference|, limit) over the colours, which leaves its
-/// division by the limit's cube to the mask.
-template <class Frame>
-struct GateAndAdd {
-    static constexpr bool isLast = false;
-
+/// The similarity of a frame to the mean of a sum in code values, without its division by the limit's cube,
+/// which is left to the mask.
+struct Gate {
     GateConstants gate;
 
     /// Of the weight of a sum.
     TQ_INLINE F Inverse(F weight) const { return Reciprocal(Max(weight, Splat(gate.leastWeight))); }
-    TQ_INLINE F Similarity(const unsigned char* frame, const Color& sum, F inverse) const {
-        const Color d = MultiplySubtract(sum, inverse, Frame::LoadCodes(frame).rgb);
+    TQ_INLINE F SimilarityOf(const Color& difference) const {
         const F limit = Splat(gate.limit);
-        return (limit - MinOfAbs(d.r, limit)) * (limit - MinOfAbs(d.g, limit)) *
-               (limit - MinOfAbs(d.b, limit));
+        return (limit - MinOfAbs(difference.r, limit)) * (limit - MinOfAbs(difference.g, limit)) *
+               (limit - MinOfAbs(difference.b, limit));
     }
-    /// `Opaque`: alpha is white in all pixels.
+};
+
+/// A frame's step: what the mask leaves of the sum, plus the frame.
+template <class Frame>
+struct GateAndAdd : Gate {
+    static constexpr bool isLast = false;
+
+    TQ_INLINE F Similarity(const unsigned char* frame, const Color& sum, F inverse) const {
+        return SimilarityOf(MultiplySubtract(sum, inverse, Frame::LoadCodes(frame).rgb));
+    }
+    /// `Opaque`: alpha is taken as white in all pixels.
     template <bool Opaque>
     TQ_INLINE Pixel At(const unsigned char* frame, const Pixel& sum, F window,
                        const Pixel& /*future*/) const {
         const F mask = window * gate.maskFactor;
         const Pixel codes = Frame::LoadCodes(frame);
-        if constexpr (Opaque) {
-            return {MultiplyAdd(sum.rgb, mask, codes.rgb), MultiplyAdd(sum.a, mask, Splat(1))};
+        if constexpr (MayBeOpaque<Frame>) {
+            const Pixel result{MultiplyAdd(sum.rgb, mask, codes.rgb), MultiplyAdd(sum.a, mask, Splat(1))};
+            return Opaque ? result : WithAlpha(result, codes);
         }
         const F alpha = codes.a * Frame::unit;
         return {MultiplyAdd(sum.rgb, mask, codes.rgb * alpha), MultiplyAdd(sum.a, mask, alpha)};
+    }
+    /// What was added as if it were opaque, as it is: the same to the last bit where it is opaque.
+    TQ_INLINE static Pixel WithAlpha(const Pixel& sum, const Pixel& codes) {
+        const F more = codes.a * Frame::unit - Splat(1);
+        return {MultiplyAdd(codes.rgb, more, sum.rgb), sum.a + more};
     }
 };
 
@@ -44,25 +55,26 @@ struct GateAndAdd {
 /// format, with a mask in that format. What leaves is the sum itself, and goes to the output where a block is
 /// wanted as a whole.
 template <class Frame>
-struct GateAndJoin {
+struct GateAndJoin : Gate {
     static constexpr bool isLast = true;
 
     const SumOutput<Pixels<FloatStorage, Frame::alpha>>& output;
-    float inverseLimit, pastWeight, futureWeight;
+    float pastWeight, futureWeight;
 
-    TQ_INLINE F Inverse(F weight) const { return InverseWeight(weight) * Frame::unit; }
     TQ_INLINE F Similarity(const unsigned char* frame, const Color& past, F inverse) const {
         const Color mean = past * inverse;
-        const Color stored{Frame::CodeAsStored(mean.r), Frame::CodeAsStored(mean.g),
-                           Frame::CodeAsStored(mean.b)};
-        return SimilarityOfColors<Frame>(Frame::LoadCodes(frame).rgb - stored, inverseLimit);
+        return SimilarityOf(Frame::LoadCodes(frame).rgb - Color{Frame::MeanAsStored(mean.r),
+                                                                Frame::MeanAsStored(mean.g),
+                                                                Frame::MeanAsStored(mean.b)});
     }
     template <bool Opaque>
     TQ_INLINE Pixel At(const unsigned char* /*frame*/, const Pixel& past, F window,
                        const Pixel& future) const {
-        const F mask = Frame::AsStored(window * motionMeanFactor) * pastWeight;
-        return {MultiplyAdd(past.rgb, mask * Frame::unit, future.rgb * Splat(futureWeight * Frame::unit)),
-                MultiplyAdd(past.a, mask, future.a * futureWeight)};
+        const F mask = Frame::MeanAsStored(window * gate.maskFactor);
+        const float unitOfPast = pastWeight * Frame::unit;
+        return {MultiplyAdd(past.rgb, mask * (unitOfPast * Frame::unit),
+                            future.rgb * Splat(futureWeight * Frame::unit)),
+                MultiplyAdd(past.a, mask * unitOfPast, future.a * futureWeight)};
     }
 };
 
@@ -77,7 +89,7 @@ template <class Frame, class Rule, class Arriving>
 class StepOverTile {
   public:
     /// `block` and `y` are the first block and row that arrive, `gridX` the x of block 0.
-    StepOverTile(const GatedStep& step, const Rule& rule, int gridX, int block, int y, float* columnSums,
+    StepOverTile(GatedStep& step, const Rule& rule, int gridX, int block, int y, float* columnSums,
                  Arriving& arriving, const SumTile& tile, const FutureSums& future)
         : _step(step),
           _rule(rule),
@@ -114,7 +126,7 @@ class StepOverTile {
         }
         for (int i = 0; i < tileBlocks; ++i) {
             const int block = _block + i;
-            const Ahead<Frame> ahead(block, firstArriving, lastArriving);
+            const Ahead ahead = _step.AheadOf<Frame>(i);
             if (block >= firstWhole && block <= lastWhole) {
                 if (i % 2 == 0 && block < lastWhole && CompareAndGateTwo(i, ahead)) {
                     ++i;
@@ -189,18 +201,18 @@ class StepOverTile {
     template <bool Opaque, int Blocks>
     class Comparison {
       public:
-        TQ_INLINE Comparison(StepOverTile& s, int i, const Ahead<Frame>& ahead)
+        TQ_INLINE Comparison(StepOverTile& s, int i, const Ahead& ahead)
             : _rule(s._rule),
               _kept(&s._step.blocks[s._block + i]),
               _frame(s._pixels.Block(s.XOf(i))),
-              _sums(s._arriving, i, s.XOf(i), ahead),
+              _sums(s._arriving, i, s.XOf(i)),
               _columnSums(s._columnSums.Block(i)),
               _rows(s._compared),
               _topRow(s._topRow),
-              _ahead(ahead.BytesIn(*s._step.input)),
+              _ahead(ahead),
               _history(_kept) {
             for (int r = 0; r < motionReach; ++r) {
-                FetchPixels<Frame, Blocks * gatedBlock * Frame::pixelBytes>(_frame.Row(r) + _ahead);
+                Fetch<Blocks * gatedBlock * Frame::pixelBytes>(_frame.Row(r));
             }
         }
 
@@ -212,7 +224,7 @@ class StepOverTile {
             if constexpr (Blocks > 1) {
                 FetchKept(r, v / gatedBlock);
             }
-            FetchPixels<Frame, Frame::vectorBytes>(pixels + _ahead);
+            Fetch<Frame::vectorBytes>(pixels);
             _sums.Fetch(r, v);
             return _rule.Similarity(pixels, _sums.template Load<Opaque>(r, v).rgb, inverse);
         }
@@ -241,6 +253,14 @@ class StepOverTile {
         TQ_INLINE void Finish() { _history.Keep(_kept); }
 
       private:
+        /// The processor drops what it is asked to fetch while it fetches too much else. So pixels are asked
+        /// for twice: long before they are needed, and again when they still may come in time.
+        template <int Bytes>
+        TQ_INLINE void Fetch(const unsigned char* pixels) const {
+            FetchPixels<Frame, Bytes>(pixels + _ahead.inNextStep);
+            PrefetchNear<Bytes>(pixels + _ahead.near);
+        }
+
         /// What the step keeps of the blocks that come next, a line of each for a row.
         TQ_INLINE void FetchKept(int r, int block) const {
             constexpr int line = 64;
@@ -257,11 +277,11 @@ class StepOverTile {
         float* const _columnSums;
         const RowRange _rows;
         const int _topRow;
-        const std::int64_t _ahead;
+        const Ahead _ahead;
         History<lanes == gatedBlock, Blocks> _history;
     };
 
-    [[gnu::noinline]] void Compare(int i, const Ahead<Frame>& ahead) {
+    [[gnu::noinline]] void Compare(int i, const Ahead& ahead) {
         Comparison<false, 1> comparison(*this, i, ahead);
         comparison.AddRows();
         comparison.Finish();
@@ -311,8 +331,14 @@ class StepOverTile {
                 });
         }
 
-        /// Keeps the last rows for the next batch.
-        TQ_INLINE void Finish() {
+        /// Keeps the last rows for the next batch. `rows` were gated.
+        TQ_INLINE void Finish(GatedStep& step, const RowRange& rows) {
+            if constexpr (isOpaque) {
+                if (!_opacity.IsWhole()) {
+                    step.wasOpaque = false;
+                    AddAlpha(rows);
+                }
+            }
             for (int b = 0; b < Blocks; ++b) {
                 for (int r = 0; r < motionReach; ++r) {
                     _arriving.Keep(r, b, _sums[b][_place[batchRows + r]]);
@@ -321,11 +347,25 @@ class StepOverTile {
         }
 
       private:
+        [[gnu::noinline]] void AddAlpha(const RowRange& rows) {
+            for (int r = rows.first; r < rows.end; ++r) {
+                const unsigned char* pixels = _frame.Row(r);
+                for (int v = 0; v < Blocks * gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
+                    SumCell& sum = _sums[v / gatedBlock][_place[r]];
+                    sum.Store(v % gatedBlock,
+                              Rule::WithAlpha(sum.Load(v % gatedBlock), Frame::LoadCodes(pixels)));
+                }
+            }
+        }
+
         template <class Window, class Load>
         TQ_INLINE void Row(int r, Window window, Load load) {
             const unsigned char* pixels = _frame.Row(r);
 #pragma GCC unroll 2
             for (int v = 0; v < Blocks * gatedBlock; v += lanes, pixels += Frame::vectorBytes) {
+                if constexpr (isOpaque) {
+                    _opacity.Look(pixels);
+                }
                 SumCell& to = _sums[v / gatedBlock][_place[r]];
                 const SumCell& future = _future[v / gatedBlock][_futurePlace[motionReach + r]];
                 const Pixel sum =
@@ -346,6 +386,7 @@ class StepOverTile {
         SumCell* _sums[Blocks];
         const int* const _futurePlace;
         const SumCell* _future[Blocks];
+        Opacity<Frame> _opacity;
         unsigned char* _output = nullptr;  ///< of the block's first pixel
         std::int64_t _outputRowBytes = 0;
     };
@@ -355,9 +396,15 @@ class StepOverTile {
         if constexpr (Rule::isLast) {
             return _rule.output.IsWhole(XOf(i - 1)) ? Way::Last : Way::General;
         } else {
-            return IsOpaque<Frame>(frame, rows) && _arriving.AreOpaque(first, rows) ? Way::Opaque
-                                                                                    : Way::General;
+            return TakesAsOpaque<1>(frame, rows) && _arriving.AreOpaque(first, rows) ? Way::Opaque
+                                                                                     : Way::General;
         }
+    }
+    /// Pixels are not looked at where those before were opaque; Gating::Finish adds what they are not.
+    template <int Blocks>
+    TQ_INLINE bool TakesAsOpaque(const BlockPixels& frame, const RowRange& rows) const {
+        _step.wasOpaque = _step.wasOpaque || IsOpaque<Frame, Blocks>(frame, rows);
+        return _step.wasOpaque;
     }
     static constexpr Way otherWay = Rule::isLast ? Way::Last : Way::Opaque;
 
@@ -389,7 +436,7 @@ class StepOverTile {
         for (; r < _gated.end; ++r) {
             gating.LowerRow(r, window(r));
         }
-        gating.Finish();
+        gating.Finish(_step, _gated);
     }
 
     [[gnu::noinline]] void Gate(int i) {
@@ -407,7 +454,7 @@ class StepOverTile {
     /// next one is compared and the weight of the one after it inverted: so no operation waits for the one
     /// just before it.
     template <Way way, int Blocks>
-    TQ_INLINE void CompareAndGateRows(int i, const Ahead<Frame>& ahead, const BlockPixels& frame,
+    TQ_INLINE void CompareAndGateRows(int i, const Ahead& ahead, const BlockPixels& frame,
                                       const BlockPixels& first) {
         Comparison<way == Way::Opaque, Blocks> comparison(*this, i, ahead);
         Gating<way, Blocks> gating(*this, i, frame, first);
@@ -458,7 +505,7 @@ class StepOverTile {
             columns = nextColumns;
         }
         gating.LowerRow(batchRows - 1, window(batchRows - 1));
-        gating.Finish();
+        gating.Finish(_step, _gated);
         comparison.Finish();
     }
 
@@ -470,7 +517,7 @@ class StepOverTile {
             return WayOf(i, {}, {}, all);
         } else {
             const bool areOpaque =
-                IsOpaque<Frame, Blocks>(_pixels.Block(XOf(i - 1)), all) &&
+                TakesAsOpaque<Blocks>(_pixels.Block(XOf(i - 1)), all) &&
                 _arriving.template AreOpaque<Blocks>(_arriving.Frame(XOf(i - 1)), all) &&
                 _arriving.template AreOpaque<Blocks>(_arriving.Frame(XOf(i)).FromRow(motionReach), all);
             return areOpaque ? Way::Opaque : Way::General;
@@ -478,7 +525,7 @@ class StepOverTile {
     }
 
     template <int Blocks>
-    TQ_INLINE void CompareAndGateBlocks(int i, Way way, const Ahead<Frame>& ahead) {
+    TQ_INLINE void CompareAndGateBlocks(int i, Way way, const Ahead& ahead) {
         const BlockPixels frame = _pixels.Block(XOf(i - 1));
         const BlockPixels first = _arriving.Frame(XOf(i - 1));
         if (way == otherWay) {
@@ -490,13 +537,13 @@ class StepOverTile {
 
     /// Compares block i and gates the block before it, since the one is more arithmetic and the other more
     /// traffic.
-    [[gnu::noinline]] void CompareAndGate(int i, const Ahead<Frame>& ahead) {
+    [[gnu::noinline]] void CompareAndGate(int i, const Ahead& ahead) {
         CompareAndGateBlocks<1>(i, WayOfWhole<1>(i), ahead);
     }
 
     /// The same of blocks i and i + 1, where both go the same way: two rows of operations that do not wait
     /// for each other.
-    [[gnu::noinline]] bool CompareAndGateTwo(int i, const Ahead<Frame>& ahead) {
+    [[gnu::noinline]] bool CompareAndGateTwo(int i, const Ahead& ahead) {
         const Way way = WayOfWhole<2>(i);
         if (Rule::isLast && WayOfWhole<2>(i + 1) != way) {
             return false;
@@ -506,14 +553,14 @@ class StepOverTile {
     }
 #else
     // No block is one vector.
-    void CompareAndGate(int /*i*/, const Ahead<Frame>& /*ahead*/) {
+    void CompareAndGate(int /*i*/, const Ahead& /*ahead*/) {
     }
-    bool CompareAndGateTwo(int /*i*/, const Ahead<Frame>& /*ahead*/) {
+    bool CompareAndGateTwo(int /*i*/, const Ahead& /*ahead*/) {
         return false;
     }
 #endif
 
-    const GatedStep& _step;
+    GatedStep& _step;
     const Rule _rule;
     const int _gridX, _block, _y;
     const int _topRow;  ///< of the sums that exist, counted from the batch

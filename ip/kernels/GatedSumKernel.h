@@ -61,6 +61,7 @@ class GatedWalk {
             join.arriving = GrownWithin(band, inputs[p.pastFrames - 1].bounds);
             SpreadDomains(0, p.pastFrames, join.arriving);
             SetGates(0, p.pastFrames);
+            join.gate = MakeGate(Frame::Storage::white, leastFullWeight);
         }
         SetGates(p.pastFrames, p.futureFrames);
     }
@@ -85,6 +86,7 @@ class GatedWalk {
             for (int i = 0; i < _steps; ++i) {
                 _step[i].StartBatch(y - motionReach * LagBefore(i));
             }
+            LinkSteps();
             for (int block = 0; block < blocks; block += tileBlocks) {
                 RunTile(block, y);
             }
@@ -112,14 +114,44 @@ class GatedWalk {
         if (_p.startsFromSum[first == 0 && _joins ? 0 : 1]) {
             _step[first].weight = count > 1 ? _step[first + 1].weight : 1.0F;
         }
+        for (int i = first + 1; i < first + count; ++i) {
+            _step[i].gate =
+                MakeGate(_step[i - 1].weight / _step[i].weight, leastSumWeight / _step[i - 1].weight);
+        }
+    }
+    GateConstants MakeGate(float unitOfMask, float leastWeight) const {
         const float limit = Frame::Storage::white / _p.inverseLimit;
         const float cube = limit * limit * limit;
         constexpr float leastCube = 1e-30F;  // below it nothing is similar
-        for (int i = first + 1; i < first + count; ++i) {
-            const float change = _step[i - 1].weight / _step[i].weight;
-            _step[i].gate = {limit, cube > leastCube ? motionMeanFactor / cube * change : 0.0F,
-                             leastSumWeight / _step[i - 1].weight};
+        return {limit, cube > leastCube ? motionMeanFactor / cube * unitOfMask : 0.0F, leastWeight};
+    }
+
+    /// Tells each step where the one that takes the tile next reads its pixels; the last one is followed by
+    /// the first one in the next tile. Rows of different lengths only make what is fetched useless.
+    void LinkSteps() {
+        int order[gatedMostFrames + 1];
+        int count = 0;
+        for (int i = _p.pastFrames + 1; i < _p.pastFrames + _p.futureFrames; ++i) {
+            order[count++] = i;
         }
+        for (int i = 1; i < _p.pastFrames; ++i) {
+            order[count++] = i;
+        }
+        if (_joins) {
+            order[count++] = _steps - 1;
+        }
+        for (int k = 0; k < count; ++k) {
+            const bool isLast = k + 1 == count;
+            const int next = order[isLast ? 0 : k + 1];
+            _step[order[k]].toNextStep = PlaceOf(next) - PlaceOf(order[k]) +
+                                         (isLast ? tileBlocks * gatedBlock * Frame::pixelBytes : 0);
+        }
+    }
+    /// The address of the pixels that a step compares in the first row of the batch and in block 0 of the
+    /// first tile.
+    std::int64_t PlaceOf(int i) const {
+        const std::int64_t x = std::int64_t{_gridX} - LagBefore(i) * gatedBlock - _step[i].input->bounds.x1;
+        return reinterpret_cast<std::intptr_t>(_step[i].rows[motionReach]) + x * Frame::pixelBytes;
     }
 
     /// The first step of a half has no sum before it, and itself no lag to what arrives.
@@ -130,8 +162,8 @@ class GatedWalk {
         RunHalf(_p.pastFrames, _p.futureFrames, _p.startsFromSum[1], block, y, _future.tile);
         if (_joins) {
             RunHalf(0, _p.pastFrames, _p.startsFromSum[0], block, y, _past);
-            const GateAndJoin<Frame> rule{_output, _p.inverseLimit, _step[_p.pastFrames - 1].weight,
-                                          _step[_steps - 2].weight};
+            const GateAndJoin<Frame> rule{
+                {_step[_steps - 1].gate}, _output, _step[_p.pastFrames - 1].weight, _step[_steps - 2].weight};
             RunStep(rule, _steps - 1, block, y, _past);
         }
         StoreTile(block - _lag, y - motionReach * _lag);
@@ -187,12 +219,11 @@ class GatedWalk {
                 continue;
             }
             const BlockPixels source = pixels.Block(_gridX + block * gatedBlock);
-            const std::int64_t ahead = Ahead<Format>(block, firstBlock, lastBlock).BytesIn(*step.input);
             SumCell* const sums = tile.Block(i + 1);
             for (int r = rows.first; r < rows.end; ++r) {
                 const unsigned char* row = source.Row(motionReach + r);
                 for (int v = 0; v < gatedBlock; v += lanes, row += Format::vectorBytes) {
-                    FetchPixels<Format, Format::vectorBytes>(row + ahead);
+                    FetchPixels<Format, Format::vectorBytes>(row + bytesAheadOfFirst<Format>);
                     sums[rowPlaces.After(0)[motionReach + r]].Store(v, at(row));
                 }
             }

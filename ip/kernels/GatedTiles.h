@@ -10,9 +10,11 @@ namespace {
 
 constexpr int batchRows = gatedBatchRows;
 constexpr int tileBlocks = gatedTileBlocks;
-/// From a block to the one whose pixels are fetched ahead; fewer where they take more room.
+/// From a block of a chain's first frame to the one whose pixels are fetched; fewer where they take more
+/// room.
 template <class Format>
-constexpr int aheadBlocks = Format::pixelBytes > 8 ? 2 : 4;
+constexpr std::int64_t bytesAheadOfFirst =
+    std::int64_t{Format::pixelBytes > 8 ? 2 : 4} * gatedBlock* Format::pixelBytes;
 constexpr int historyRows = motionWindow - 1;
 constexpr int arrivingRows = motionReach + batchRows;
 static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
@@ -171,6 +173,12 @@ class ColumnSums<true> {
     float* const _kept;
 };
 
+/// From the pixels of a block to others that will be needed, in bytes.
+struct Ahead {
+    std::int64_t inNextStep;  ///< those that the step after this one reads at the same place of the tile
+    std::int64_t near;        ///< those of the blocks after the next ones
+};
+
 /// One step of a chain and what it keeps.
 struct GatedStep {
     const ImageView* input;  ///< a frame, or the sum that a chain starts from
@@ -184,6 +192,8 @@ struct GatedStep {
     KeptColumns* columns;
     SumBlock* leftBlock;                      ///< that arrived with the tile before
     const unsigned char* rows[arrivingRows];  ///< of the input, from motionReach rows above the batch on
+    std::int64_t toNextStep = 0;              ///< Ahead::inNextStep
+    bool wasOpaque = false;                   ///< the input in the blocks that were added last
 
     /// `y` is the first row of the batch that arrives. Rows beyond the input repeat.
     void StartBatch(int y) {
@@ -191,22 +201,16 @@ struct GatedStep {
             rows[r] = RowAt(*input, Clamp(y - motionReach + r, input->bounds.y1, input->bounds.y2 - 1));
         }
     }
-};
 
-/// From a block's pixels to those to be fetched ahead; beyond the last block those of the next batch.
-template <class Format>
-class Ahead {
-  public:
-    Ahead(int block, int firstBlock, int lastBlock)
-        : _wraps(block + aheadBlocks<Format> > lastBlock),
-          _blocks(aheadBlocks<Format> - (_wraps ? lastBlock + 1 - firstBlock : 0)) {}
-    TQ_INLINE std::int64_t BytesIn(const ImageView& frame) const {
-        return _blocks * gatedBlock * Format::pixelBytes + (_wraps ? batchRows * frame.rowBytes : 0);
+    /// Of block i of a tile.
+    template <class Frame>
+    Ahead AheadOf(int i) const {
+        constexpr int nearBlocks = 2;
+        constexpr std::int64_t blockBytes = gatedBlock * Frame::pixelBytes;
+        return {toNextStep, i + nearBlocks < tileBlocks
+                                ? nearBlocks * blockBytes
+                                : toNextStep + (nearBlocks - tileBlocks) * blockBytes};
     }
-
-  private:
-    bool _wraps;
-    std::int64_t _blocks;
 };
 
 /// The next pixels of a frame, as near as there is room for them.
@@ -275,24 +279,37 @@ struct RowRange {
     bool IsWhole() const { return first == 0 && end == batchRows; }
 };
 
-/// Whether all pixels of neighbouring blocks are opaque, as those of most pictures are. Formats for which it
-/// would not pay to look are taken as they come.
+/// Whether it pays to take opaque pixels, as those of most pictures are, in another way than others.
+template <class Frame>
+constexpr bool MayBeOpaque = sizeof(typename Frame::Storage::Channel) == 1;
+
+/// Whether all of some pixels are opaque.
+template <class Frame>
+class Opacity {
+  public:
+    TQ_INLINE void Look(const unsigned char* pixels) { _all &= Read<I>(pixels); }
+    TQ_INLINE bool IsWhole() const { return IsZero((_all & opaque) ^ opaque); }
+
+  private:
+    // A pixel's value does not depend on its neighbours: with this alpha both ways give the same.
+    static_assert(!MayBeOpaque<Frame> || Frame::Storage::white * Frame::unit == 1.0F);
+    static constexpr std::int32_t opaque = static_cast<std::int32_t>(0xFFU << (8 * Frame::alpha));
+
+    I _all = ~I{};
+};
+
 template <class Frame, int Blocks = 1>
 TQ_INLINE bool IsOpaque(const BlockPixels& pixels, const RowRange& rows) {
-    if constexpr (sizeof(typename Frame::Storage::Channel) > 1) {
+    if constexpr (!MayBeOpaque<Frame>) {
         return false;
     }
-    // A pixel's value does not depend on its neighbours: with this alpha both ways give the same.
-    static_assert(sizeof(typename Frame::Storage::Channel) > 1 ||
-                  Frame::Storage::white * Frame::unit == 1.0F);
-    const I opaque = I{} + static_cast<std::int32_t>(0xFFU << (8 * Frame::alpha));
-    I all = opaque;
+    Opacity<Frame> opacity;
     for (int r = rows.first; r < rows.end; ++r) {
         for (int v = 0; v < Blocks * gatedBlock; v += lanes) {
-            all &= Read<I>(pixels.Row(r) + v * Frame::pixelBytes);
+            opacity.Look(pixels.Row(r) + v * Frame::pixelBytes);
         }
     }
-    return IsZero(all ^ opaque);
+    return opacity.IsWhole();
 }
 
 /// The last similarities of a block's columns, of which each row of a batch makes sums of five: those of the

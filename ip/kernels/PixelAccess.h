@@ -197,21 +197,14 @@ struct Pixels {
         return {{c[firstColor], c[firstColor + 1], c[firstColor + 2]}, c[Alpha]};
     }
 
-    /// A channel as it comes back after it was stored.
-    TQ_INLINE static F AsStored(F value) {
+    /// The mean of code values as it comes back after it was stored.
+    TQ_INLINE static F MeanAsStored(F codes) {
         if constexpr (sizeof(typename Storage::Channel) == sizeof(float)) {
-            return value;
+            return codes;
+        } else if constexpr (sizeof(typename Storage::Channel) == 1) {
+            return StoredCode(codes);
         } else {
-            return UnitFromCode(CodeFromUnit(value, Storage::white), Storage::white);
-        }
-    }
-
-    /// The same as a code value.
-    TQ_INLINE static F CodeAsStored(F value) {
-        if constexpr (sizeof(typename Storage::Channel) == sizeof(float)) {
-            return value;
-        } else {
-            return ToFloat(CodeFromUnit(value, Storage::white));
+            return StoredCode(Min(codes, Splat(Storage::white)));
         }
     }
 

@@ -79,11 +79,11 @@ struct TemporalAddMask {
     }
 };
 
-/// What turns a sum into a mean; 1 where nothing was summed. A weight that is not a full float counts as the
-/// least one that is.
+constexpr float leastFullWeight = 1.17549435e-38F;  ///< with all bits of a float
+
+/// What turns a sum into a mean; 1 where nothing was summed. Lesser weights count as the least full one.
 TQ_INLINE F InverseWeight(F weight) {
-    const F leastFull = Splat(1.17549435e-38F);
-    return weight > 0.0F ? Reciprocal(Max(weight, leastFull)) : Splat(1);
+    return weight > 0.0F ? Reciprocal(Max(weight, Splat(leastFullWeight))) : Splat(1);
 }
 
 template <class Frame>

@@ -98,6 +98,11 @@ TQ_INLINE I ByteFromUnit(F value, float white) {
     return NearestByte(value * white, white);
 }
 
+/// A code value from 0 to white as it comes back after it was stored.
+TQ_INLINE F StoredCode(F code) {
+    return ToFloat(RoundToNearest(code));
+}
+
 TQ_INLINE F UnitFromCode(I code, float white) {
     return ToFloat(code) * (1.0F / white);
 }

@@ -109,6 +109,11 @@ TQ_INLINE I NearestByte(F code, float white) {
     return NearestCode(code, white);
 }
 
+/// A code value from 0 to white as it comes back after it was stored.
+TQ_INLINE F StoredCode(F code) {
+    return ToFloat(Truncate(code));
+}
+
 /// The division, not a product with the reciprocal, so that every code value survives load and truncating
 /// store.
 TQ_INLINE F UnitFromCode(I code, float white) {
