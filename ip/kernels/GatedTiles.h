@@ -9,7 +9,8 @@ namespace TQ::IP::TQ_LEVEL {
 namespace {
 
 constexpr int batchRows = gatedBatchRows;
-constexpr int tileBlocks = gatedTileBlocks;
+/// Fewer where a block takes so little time that what the first-level cache has no room for shows.
+constexpr int tileBlocks = lanes == gatedBlock ? 6 : gatedMostTileBlocks;
 /// From a block of a chain's first frame to the one whose pixels are fetched; fewer where they take more
 /// room.
 template <class Format>
@@ -18,7 +19,8 @@ constexpr std::int64_t bytesAheadOfFirst =
 constexpr int historyRows = motionWindow - 1;
 constexpr int arrivingRows = motionReach + batchRows;
 static_assert(gatedBlock % lanes == 0 && gatedBlock >= motionReach);
-static_assert(batchRows >= historyRows && tileBlocks >= 2 && historyRows == 4);
+static_assert(batchRows >= historyRows && historyRows == 4);
+static_assert(tileBlocks >= 2 && tileBlocks <= gatedMostTileBlocks);
 
 /// The sums of a block's pixels in one row, one plane per channel.
 struct alignas(64) SumCell {
@@ -113,7 +115,7 @@ struct GatedWork {
     alignas(64) float columnSums[batchRows * (2 + tileBlocks) * gatedBlock];
 };
 
-static_assert(sizeof(GatedWork) == gatedWorkFloats * sizeof(float));
+static_assert(sizeof(GatedWork) <= gatedWorkFloats * sizeof(float));
 static_assert(gatedMostBlocks * sizeof(KeptBlock) + sizeof(KeptColumns) == gatedStepFloats * sizeof(float));
 // The columns of a band, what all steps reach beyond it on both sides, and parts of blocks at both ends.
 static_assert(gatedMostColumns + 2 * motionReach * (gatedMostFrames / 2 + 1) + 2 * gatedBlock <=

@@ -51,19 +51,19 @@ struct GatedSumParameters {
 constexpr std::int32_t gatedMostFrames = 22;
 constexpr float gatedLeastWeight = 1e-12F;
 
-/// The walk takes rows in batches, and each batch in tiles of blocks of columns. The sums of a tile fill
-/// three quarters of a first-level cache of 48 KiB; what all steps of 17 frames keep of a band of
-/// gatedMostColumns columns, most of a second-level cache of 2 MiB. Wider bands are cut.
+/// The walk takes rows in batches, and each batch in tiles of blocks of columns. The sums of the
+/// largest tile fill three quarters of a first-level cache of 48 KiB; what all steps of 17 frames keep of a
+/// band of gatedMostColumns columns, most of a second-level cache of 2 MiB. Wider bands are cut.
 constexpr std::int32_t gatedBlock = 16;
 constexpr std::int32_t gatedBatchRows = 16;
-constexpr std::int32_t gatedTileBlocks = 8;
+constexpr std::int32_t gatedMostTileBlocks = 8;
 constexpr std::int32_t gatedMostColumns = 2048;
 
 /// In the scratch: two tiles of sums, of four channels, with two rows more than a batch, and the sums of the
 /// columns of similarities of a tile and two blocks.
 constexpr std::int64_t gatedWorkFloats =
-    2 * (std::int64_t{4 * gatedBlock} * (2 + gatedBatchRows) * gatedTileBlocks) +
-    std::int64_t{gatedBlock} * gatedBatchRows * (2 + gatedTileBlocks);
+    2 * (std::int64_t{4 * gatedBlock} * (2 + gatedBatchRows) * gatedMostTileBlocks) +
+    std::int64_t{gatedBlock} * gatedBatchRows * (2 + gatedMostTileBlocks);
 /// And for each step two rows of sums and four of similarities of all blocks, and a block of a batch.
 constexpr std::int64_t gatedMostBlocks = gatedMostColumns / gatedBlock + 5;
 constexpr std::int64_t gatedStepFloats =
