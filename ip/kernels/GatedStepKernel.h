@@ -253,8 +253,8 @@ class StepOverTile {
         TQ_INLINE void Finish() { _history.Keep(_kept); }
 
       private:
-        /// The processor drops what it is asked to fetch while it fetches too much else. So pixels are asked
-        /// for twice: long before they are needed, and again when they still may come in time.
+        /// A processor may drop what it is asked to fetch while too many lines are on their way. So pixels
+        /// are asked for twice: long before they are needed, and again when they still may come in time.
         template <int Bytes>
         TQ_INLINE void Fetch(const unsigned char* pixels) const {
             FetchPixels<Frame, Bytes>(pixels + _ahead.inNextStep);
