@@ -83,13 +83,6 @@ TQ_INLINE F SimilarityOfPixels(Pixel d, float inverseLimit) {
            BothSimilar(Distance(d.rgb.b, k), Distance(d.a, k));
 }
 
-/// The same, to the last bit, where alpha does not differ.
-template <class Frame>
-TQ_INLINE F SimilarityOfColors(Color d, float inverseLimit) {
-    const F k = Splat(inverseLimit * Frame::unit);
-    return BothSimilar(Distance(d.r, k), Distance(d.g, k)) * (Splat(1) - Distance(d.b, k));
-}
-
 /// The similarity of a frame's colours to the mean of an accumulator. The accumulator's weight and the
 /// frame's white go into the factors k, so that each channel is one product apart from the difference.
 template <class Frame>
