@@ -44,7 +44,8 @@ struct GateAndAdd : Gate {
         const F alpha = codes.a * Frame::unit;
         return {MultiplyAdd(sum.rgb, mask, codes.rgb * alpha), MultiplyAdd(sum.a, mask, alpha)};
     }
-    /// What was added as if it were opaque, as it is: the same to the last bit where it is opaque.
+    /// What was added as if it were opaque, as it is: the same to the last bit where it is opaque, and
+    /// otherwise to the rounding of an opaque pixel.
     TQ_INLINE static Pixel WithAlpha(const Pixel& sum, const Pixel& codes) {
         const F more = codes.a * Frame::unit - Splat(1);
         return {MultiplyAdd(codes.rgb, more, sum.rgb), sum.a + more};

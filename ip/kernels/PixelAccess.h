@@ -201,8 +201,6 @@ struct Pixels {
     TQ_INLINE static F MeanAsStored(F codes) {
         if constexpr (sizeof(typename Storage::Channel) == sizeof(float)) {
             return codes;
-        } else if constexpr (sizeof(typename Storage::Channel) == 1) {
-            return StoredCode(codes);
         } else {
             return StoredCode(Min(codes, Splat(Storage::white)));
         }
