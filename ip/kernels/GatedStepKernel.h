@@ -9,17 +9,26 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
-/// The similarity of a frame to the mean of a sum in code values, without its division by the limit's cube,
-/// which is left to the mask.
+/// The similarity of a frame to the mean of a sum in code values, without its division by the limit's cube.
 struct Gate {
     GateConstants gate;
+
+    /// Whether the mask's factor is in the similarities already, which saves a product and takes registers.
+    static constexpr bool factorIsInSimilarity = lanes == gatedBlock;
 
     /// Of the weight of a sum.
     TQ_INLINE F Inverse(F weight) const { return Reciprocal(Max(weight, Splat(gate.leastWeight))); }
     TQ_INLINE F SimilarityOf(const Color& difference) const {
         const F limit = Splat(gate.limit);
-        return (limit - MinOfAbs(difference.r, limit)) * (limit - MinOfAbs(difference.g, limit)) *
-               (limit - MinOfAbs(difference.b, limit));
+        const F distance = MinOfAbs(difference.r, limit);
+        const F red = factorIsInSimilarity ? SubtractProduct(Splat(gate.limit * gate.maskFactor), distance,
+                                                             Splat(gate.maskFactor))
+                                           : limit - distance;
+        return red * (limit - MinOfAbs(difference.g, limit)) * (limit - MinOfAbs(difference.b, limit));
+    }
+    /// From the sum of a window.
+    TQ_INLINE F Mask(F window) const {
+        return factorIsInSimilarity ? window : window * gate.maskFactor;
     }
 };
 
@@ -35,7 +44,7 @@ struct GateAndAdd : Gate {
     template <bool Opaque>
     TQ_INLINE Pixel At(const unsigned char* frame, const Pixel& sum, F window,
                        const Pixel& /*future*/) const {
-        const F mask = window * gate.maskFactor;
+        const F mask = Mask(window);
         const Pixel codes = Frame::LoadCodes(frame);
         if constexpr (MayBeOpaque<Frame>) {
             const Pixel result{MultiplyAdd(sum.rgb, mask, codes.rgb), MultiplyAdd(sum.a, mask, Splat(1))};
@@ -71,7 +80,7 @@ struct GateAndJoin : Gate {
     template <bool Opaque>
     TQ_INLINE Pixel At(const unsigned char* /*frame*/, const Pixel& past, F window,
                        const Pixel& future) const {
-        const F mask = Frame::MeanAsStored(window * gate.maskFactor);
+        const F mask = Frame::MeanAsStored(Mask(window));
         const float unitOfPast = pastWeight * Frame::unit;
         return {MultiplyAdd(past.rgb, mask * (unitOfPast * Frame::unit),
                             future.rgb * Splat(futureWeight * Frame::unit)),

@@ -40,10 +40,10 @@ TQ_INLINE F MinOfAbs(F value, F limit) {
     return _mm512_range_ps(value, limit, smallerMagnitude | withoutSign);
 }
 
-/// 1 / value, to the last bit or two: an estimate of 14 bits and one step of Newton's method.
+/// 1 / value. The divider works beside everything else, while an estimate and a step of Newton's method are
+/// three operations.
 TQ_INLINE F Reciprocal(F value) {
-    const F estimate = _mm512_rcp14_ps(value);
-    return MultiplyAdd(estimate, SubtractProduct(Splat(1), value, estimate), estimate);
+    return Splat(1) / value;
 }
 
 /// Byte `i` of each 32-bit element: one shuffle, or what costs less at the ends.
