@@ -27,9 +27,7 @@ struct Gate {
         return red * (limit - MinOfAbs(difference.g, limit)) * (limit - MinOfAbs(difference.b, limit));
     }
     /// From the sum of a window.
-    TQ_INLINE F Mask(F window) const {
-        return factorIsInSimilarity ? window : window * gate.maskFactor;
-    }
+    TQ_INLINE F Mask(F window) const { return factorIsInSimilarity ? window : window * gate.maskFactor; }
 };
 
 /// A frame's step: what the mask leaves of the sum, plus the frame.
