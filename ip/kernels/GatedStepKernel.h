@@ -229,9 +229,6 @@ class StepOverTile {
 
         TQ_INLINE F Similarity(int r, int v, F inverse) const {
             const unsigned char* const pixels = _frame.Row(motionReach + r) + v * Frame::pixelBytes;
-            if constexpr (Blocks > 1) {
-                FetchKept(r, v / gatedBlock);
-            }
             Fetch<Frame::vectorBytes>(pixels);
             _sums.Fetch(r, v);
             return _rule.Similarity(pixels, _sums.template Load<Opaque>(r, v).rgb, inverse);
@@ -265,17 +262,8 @@ class StepOverTile {
         /// are asked for twice: long before they are needed, and again when they still may come in time.
         template <int Bytes>
         TQ_INLINE void Fetch(const unsigned char* pixels) const {
-            FetchPixels<Frame, Bytes>(pixels + _ahead.inNextStep);
+            Prefetch<Bytes>(pixels + _ahead.inNextStep);
             PrefetchNear<Bytes>(pixels + _ahead.near);
-        }
-
-        /// What the step keeps of the blocks that come next, a line of each for a row.
-        TQ_INLINE void FetchKept(int r, int block) const {
-            constexpr int line = 64;
-            if (r < static_cast<int>(sizeof(KeptBlock)) / line) {
-                const auto* const next = reinterpret_cast<const unsigned char*>(_kept + Blocks + block);
-                PrefetchNear<line>(next + r * line);
-            }
         }
 
         const Rule _rule;
