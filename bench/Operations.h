@@ -54,10 +54,10 @@ constexpr double meanOf25 = 9;  ///< five rows, then five columns, and the scale
 constexpr Count detectMotion = Formula(4 * similarityOfChannel + meanOf25, 4, 1);
 /// The factor of the sum, three channels compared, the gated sum.
 constexpr Count gatedStep = Formula(1 + reciprocal + 1 + 3 * similarityOfChannel + meanOf25) + addMasked;
-/// The same in a chain, of opaque frames: weights are in the factors, the frame is added as it is, and sums
-/// of two rows serve twice.
-constexpr Count gatedStepOfChain =
-    Formula(1 + reciprocal + 3 * similarityOfChannel - 1 + meanOf25 - 1 + 4, 3);
+/// The same in a chain, of opaque frames: weights are in the factors and the mask's scale in the
+/// similarities, the divider forms the reciprocal, the frame is added as it is, and sums of two rows serve
+/// twice.
+constexpr Count gatedStepOfChain = Formula(1 + 1 + 3 * similarityOfChannel - 1 + meanOf25 - 2 + 4, 3);
 /// A step of the recurrence: differences, two cosine terms, the box, and their sum.
 constexpr double blurSample = 2 + 4 + 1 + 2;
 constexpr Count blur = Formula(2 * 4 * blurSample, 4, 4);
