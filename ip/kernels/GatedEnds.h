@@ -156,17 +156,7 @@ class SumOutput {
 
     /// A vector of pixels that are all wanted, past the caches where that pays.
     TQ_INLINE void Store(unsigned char* target, const Pixel& sums) const {
-        if (!_stream) {
-            Format::Store(target, sums);
-            return;
-        }
-        alignas(64) unsigned char pixels[Format::vectorBytes];
-        Format::Store(pixels, sums);
-        if (lanes == gatedBlock && IsAligned(target, sizeof(Raw))) {
-            StreamPieces<Raw>(target, pixels);
-        } else {
-            StreamPieces<__m128i>(target, pixels);
-        }
+        StorePixels<Format>(target, sums, StoresOf<Format>(target, _stream));
     }
 
     /// What is wanted of a block at x.
@@ -179,13 +169,6 @@ class SumOutput {
     }
 
   private:
-    template <class Piece>
-    TQ_INLINE static void StreamPieces(unsigned char* target, const unsigned char* pixels) {
-        for (int i = 0; i < Format::vectorBytes; i += static_cast<int>(sizeof(Piece))) {
-            Stream(target + i, Read<Piece>(pixels + i));
-        }
-    }
-
     const ImageView& _view;
     const Bounds _band;
     const bool _stream;

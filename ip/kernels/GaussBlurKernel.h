@@ -14,6 +14,13 @@
 namespace TQ::IP::TQ_LEVEL {
 namespace {
 
+/// Those of a step's rows from row y on that lie in a band.
+struct StepRange {
+    int first, end;
+    StepRange(const Bounds& band, int y)
+        : first(y < band.y1 ? Smaller(band.y1 - y, stepRows) : 0), end(Smaller(stepRows, band.y2 - y)) {}
+};
+
 /// The blur of a band of columns, a step of stepRows rows at a time. `Columns` is SampleColumns or
 /// ColorColumns.
 template <class Columns>
@@ -71,6 +78,16 @@ class BlurStream {
     void Walk(int first, int count) {
         Columns::Walk(_states + 4 * first, 4 * count, _constants, _rows,
                       std::int64_t{first} * lanes * pixelBytes);
+    }
+
+    /// Those of the first `count` blocks to a picture, past the caches: `rows` from `target` on, which lie at
+    /// whole cache lines.
+    void Stream(int count, unsigned char* target, std::int64_t rowBytes, const StepRange& rows) {
+        ColumnRows places = _rows;
+        for (int r = rows.first; r < rows.end; ++r, target += rowBytes) {
+            places.output[r] = target;
+        }
+        Columns::Stream(_states, 4 * count, _constants, places);
     }
 
     /// Row r of what was walked last, with room for all blocks.
@@ -173,13 +190,6 @@ class BlurStream {
     int _next;         ///< row of the next step
 };
 
-/// Those of a step's rows from row y on that lie in a band.
-struct StepRange {
-    int first, end;
-    StepRange(const Bounds& band, int y)
-        : first(y < band.y1 ? Smaller(band.y1 - y, stepRows) : 0), end(Smaller(stepRows, band.y2 - y)) {}
-};
-
 template <class Columns>
 void RunBlurStream(const ImageView& output, const ImageView& input, const Bounds& band,
                    const GaussBlurParameters& p, Image::Progress& progress) {
@@ -188,16 +198,24 @@ void RunBlurStream(const ImageView& output, const ImageView& input, const Bounds
     constexpr int blocksOfLine = lanes * pixelBytes < lineBytes ? lineBytes / (lanes * pixelBytes) : 1;
     BlurStream<Columns> stream(input, band, p);
     const bool pastCaches = IsStreamed(output, pixelBytes);
+    const bool areRowsLines =
+        pastCaches && AreRowsAligned(output, PixelAt(output, band.x1, band.y1, pixelBytes), lineBytes);
+    const int streamed = Columns::streams && areRowsLines ? (band.x2 - band.x1) / lanes : 0;
     // Results for which the first-level cache has no room go line by line to their places.
     constexpr std::int64_t roomOfCache = 24 << 10;
-    const bool inLines = pastCaches && stepRows * stream.ResultRowBytes() > roomOfCache &&
-                         AreRowsAligned(output, PixelAt(output, band.x1, band.y1, pixelBytes), lineBytes);
+    const bool inLines = areRowsLines && stepRows * stream.ResultRowBytes() > roomOfCache;
     const int count = inLines ? blocksOfLine : stream.Blocks();
     while (stream.NextRow() < band.y2) {
         const int y = stream.NextRow();
         stream.StartStep();
         const StepRange rows(band, y);
-        for (int block = 0; block < stream.Blocks(); block += count) {
+        if constexpr (Columns::streams) {
+            if (streamed > 0) {
+                unsigned char* const first = PixelAt(output, band.x1, y + rows.first, pixelBytes);
+                stream.Stream(streamed, first, output.rowBytes, rows);
+            }
+        }
+        for (int block = streamed; block < stream.Blocks(); block += count) {
             const int blocks = Smaller(count, stream.Blocks() - block);
             stream.Walk(block, blocks);
             const int x = band.x1 + block * lanes;
@@ -244,9 +262,10 @@ bool RunAddBlurredHighPass(const ImageView& output, const ImageView* inputs, con
     }
     BlurStream<LowColumns<Frame>> low(inputs[1], band, p.low);
     BlurStream<SampleColumns<FloatStorage, false>> target(inputs[2], band, p.target);
-    const bool streams = IsStreamed(output, Frame::pixelBytes) &&
-                         AreRowsAligned(output, PixelAt(output, band.x1, band.y1, Frame::pixelBytes),
-                                        static_cast<int>(sizeof(Raw)));
+    const unsigned char* const first = PixelAt(output, band.x1, band.y1, Frame::pixelBytes);
+    const bool streams =
+        IsStreamed(output, Frame::pixelBytes) && AreRowsAligned(output, first, static_cast<int>(sizeof(Raw)));
+    const RowStores stores = StoresOf<Frame>(first, streams);
     while (low.NextRow() < band.y2) {
         const int y = low.NextRow();
         low.StartStep();
@@ -260,7 +279,7 @@ bool RunAddBlurredHighPass(const ImageView& output, const ImageView* inputs, con
                                       low.Result(rows.first), target.Result(rows.first)},
                                      {inputs[0].rowBytes, low.ResultRowBytes(), target.ResultRowBytes()}};
             RunPointColumn<Body>(PixelAt(output, x, y + rows.first, Frame::pixelBytes), output.rowBytes,
-                                 pixels, Smaller(lanes, band.x2 - x), rows.end - rows.first, streams, record);
+                                 pixels, Smaller(lanes, band.x2 - x), rows.end - rows.first, stores, record);
         }
         for (int r = rows.first; r < rows.end; ++r) {
             ReportRow(progress, band, y + r);

@@ -5,6 +5,7 @@
 // written in whole cache lines. Included by the level files only; see Vector.h.
 
 #include "ip/kernels/GaussKernels.h"
+#include "ip/kernels/StreamStores.h"
 
 namespace TQ::IP::TQ_LEVEL {
 namespace {
@@ -31,8 +32,9 @@ struct NarrowRows {
 };
 
 /// Takes the states of `Vectors` neighbouring vectors of columns through the rows of one visit, side by side,
-/// since each row waits for the one before it; `in` and `out` bytes from where rows begin.
-template <class Storage, bool Subtract, int Vectors>
+/// since each row waits for the one before it; `in` and `out` bytes from where rows begin. With `Streams`,
+/// which takes whole vectors, past the caches.
+template <class Storage, bool Subtract, int Vectors, bool Streams>
 TQ_INLINE void WalkVectors(GaussState* states, const GaussConstants& constants, const ColumnRows& rows,
                            std::int64_t in, std::int64_t out) {
     constexpr int bytes = lanes * static_cast<int>(sizeof(typename Storage::Channel));
@@ -53,11 +55,17 @@ TQ_INLINE void WalkVectors(GaussState* states, const GaussConstants& constants, 
             const F d = Storage::LoadDifference(leading + v * bytes, trailing + v * bytes);
             const F y = GaussStep(state[v], constants, d);
             unsigned char* const output = rows.output[r] + out + v * outputBytes;
+            F result = y;
             if constexpr (Subtract) {
                 const F source = Storage::LoadSamples(rows.source[r] + in + v * bytes);
-                Write(output, (source - y) * (1.0F / Storage::white));
+                result = (source - y) * (1.0F / Storage::white);
+            }
+            if constexpr (Streams) {
+                TQ_LEVEL::Stream(output, reinterpret_cast<Raw>(result));
+            } else if constexpr (Subtract) {
+                Write(output, result);
             } else {
-                Storage::StoreSamples(output, y, constants.maximum);
+                Storage::StoreSamples(output, result, constants.maximum);
             }
         }
     }
@@ -75,6 +83,8 @@ struct SampleColumns {
     static constexpr bool subtracts = Subtract;
     static constexpr int vectorBytes = lanes * static_cast<int>(sizeof(typename Storage::Channel));
     static constexpr int outputVectorBytes = Subtract ? static_cast<int>(sizeof(F)) : vectorBytes;
+    /// Whether two vectors of the output are whole cache lines.
+    static constexpr bool streams = outputVectorBytes == sizeof(F) && 2 * sizeof(F) % 64 == 0;
 
     /// Vector v of a row.
     TQ_INLINE static F Load(const unsigned char* row, int v) {
@@ -89,10 +99,21 @@ struct SampleColumns {
         std::int64_t out = 0;
         int v = 0;
         for (; v + 2 <= vectors; v += 2, in += 2 * vectorBytes, out += 2 * outputVectorBytes) {
-            WalkVectors<Storage, Subtract, 2>(states + v, constants, rows, in, out);
+            WalkVectors<Storage, Subtract, 2, false>(states + v, constants, rows, in, out);
         }
         if (v < vectors) {
-            WalkVectors<Storage, Subtract, 1>(states + v, constants, rows, in, out);
+            WalkVectors<Storage, Subtract, 1, false>(states + v, constants, rows, in, out);
+        }
+    }
+
+    /// An even number of them, past the caches. The output's rows lie at whole cache lines.
+    [[gnu::noinline]] static void Stream(GaussState* states, int vectors,
+                                         const GaussConstants& constantsOfPass, const ColumnRows& rows) {
+        const GaussConstants constants = constantsOfPass;
+        for (int v = 0; v < vectors; v += 2) {
+            WalkVectors<Storage, Subtract, 2, true>(states + v, constants, rows,
+                                                    std::int64_t{v} * vectorBytes,
+                                                    std::int64_t{v} * outputVectorBytes);
         }
     }
 };
@@ -105,6 +126,7 @@ struct ColorColumns {
     static constexpr bool subtracts = false;
     static constexpr int vectorBytes = lanes;
     static constexpr int outputVectorBytes = lanes;
+    static constexpr bool streams = false;
 
     TQ_INLINE static F Load(const unsigned char* row, int v) {
         return ToFloat(ByteOf(Read<I>(row + v / 4 * sizeof(I)), v % 4));

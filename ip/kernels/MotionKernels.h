@@ -307,19 +307,14 @@ template <class Body>
 [[gnu::noinline]] void FinishMotionVectors(unsigned char* output, const float* sums, const unsigned char* in0,
                                            const unsigned char* in1, int vectors, bool stream,
                                            const DetectMotionParameters& p) {
-    constexpr int most = 16;  // that go through a buffer on their way past the caches
-    alignas(64) unsigned char buffer[most * Body::Output::vectorBytes];
+    using Output = typename Body::Output;
+    const RowStores stores = StoresOf<Output>(output, stream);
     WindowWalk windows(sums);
-    for (int done = 0; done < vectors; done += most) {
-        const int count = Smaller(most, vectors - done);
-        for (int i = 0; i < count; ++i) {
-            Body::Output::Store(buffer + i * Body::Output::vectorBytes,
-                                Body::At(p, in0, in1, windows.Next() * motionMeanFactor));
-            in0 += Body::In0::vectorBytes;
-            in1 += Body::In1::vectorBytes;
-        }
-        CopyOrStream(output + done * Body::Output::vectorBytes, buffer, count * Body::Output::vectorBytes,
-                     stream);
+    for (int i = 0; i < vectors; ++i) {
+        StorePixels<Output>(output, Body::At(p, in0, in1, windows.Next() * motionMeanFactor), stores);
+        output += Output::vectorBytes;
+        in0 += Body::In0::vectorBytes;
+        in1 += Body::In1::vectorBytes;
     }
 }
 

@@ -139,47 +139,31 @@ TQ_INLINE void FetchAhead(const PointInputs& inputs) {
     Prefetch<Body::In2::vectorBytes>(inputs.pixels[2] + inputs.rowBytes[2]);
 }
 
-/// The same, `vectors` vectors further.
+/// Goes on by so many pixels of the row.
 template <class Body>
-TQ_INLINE void Advance(PointInputs& inputs, int vectors) {
-    inputs.pixels[0] += vectors * Body::In0::vectorBytes;
-    inputs.pixels[1] += vectors * Body::In1::vectorBytes;
-    inputs.pixels[2] += vectors * Body::In2::vectorBytes;
+TQ_INLINE void Advance(PointInputs& inputs, int pixels) {
+    inputs.pixels[0] += pixels * Body::In0::pixelBytes;
+    inputs.pixels[1] += pixels * Body::In1::pixelBytes;
+    inputs.pixels[2] += pixels * Body::In2::pixelBytes;
 }
 
 /// `vectors` whole vectors of one row.
 template <class Body>
 [[gnu::noinline]] void RunPointVectors(unsigned char* output, const PointInputs& first, int vectors,
-                                       const typename Body::Parameters& parameters) {
+                                       RowStores stores, const typename Body::Parameters& parameters) {
     PointInputs inputs = first;
     for (int i = 0; i < vectors; ++i) {
         FetchAhead<Body>(inputs);
         const Pixel result = Body::At(parameters, Body::In0::Load(inputs.pixels[0]),
                                       Body::In1::Load(inputs.pixels[1]), Body::In2::Load(inputs.pixels[2]));
-        Body::Output::Store(output, result);
+        StorePixels<typename Body::Output>(output, result, stores);
         output += Body::Output::vectorBytes;
-        Advance<Body>(inputs, 1);
+        Advance<Body>(inputs, lanes);
     }
 }
 
-/// Whole vectors, past the caches: a few at a time go through a buffer.
-template <class Body>
-void StreamPointVectors(unsigned char* output, const PointInputs& first, int vectors,
-                        const typename Body::Parameters& parameters) {
-    PointInputs inputs = first;
-    constexpr int most = 16;
-    alignas(64) unsigned char buffer[most * Body::Output::vectorBytes];
-    for (int done = 0; done < vectors; done += most) {
-        const int count = Smaller(most, vectors - done);
-        RunPointVectors<Body>(buffer, inputs, count, parameters);
-        CopyOrStream(output + done * Body::Output::vectorBytes, buffer, count * Body::Output::vectorBytes,
-                     true);
-        Advance<Body>(inputs, count);
-    }
-}
-
-/// The end of a row that is no whole vector, through buffers that are as long as one, so that nothing outside
-/// the images is touched.
+/// The pixels of a row that are no whole vector, through buffers that are as long as one, so that nothing
+/// outside the images is touched.
 template <class Body>
 void RunPointRest(unsigned char* output, const PointInputs& inputs, int width,
                   const typename Body::Parameters& parameters) {
@@ -191,47 +175,48 @@ void RunPointRest(unsigned char* output, const PointInputs& inputs, int width,
         Copy(buffers[i], inputs.pixels[i], width * inputBytes[i]);
         rest.pixels[i] = buffers[i];
     }
-    RunPointVectors<Body>(buffers[3], rest, 1, parameters);
+    RunPointVectors<Body>(buffers[3], rest, 1, RowStores::Common, parameters);
     Copy(output, buffers[3], width * Body::Output::pixelBytes);
 }
 
 /// One row.
 template <class Body>
-TQ_INLINE void RunPointRow(unsigned char* output, const PointInputs& inputs, int width, bool stream,
+TQ_INLINE void RunPointRow(unsigned char* output, const PointInputs& first, int width, bool stream,
                            const typename Body::Parameters& parameters) {
-    const int vectors = width / lanes;
-    const int done = vectors * lanes;
-    if (stream) {
-        StreamPointVectors<Body>(output, inputs, vectors, parameters);
-    } else {
-        RunPointVectors<Body>(output, inputs, vectors, parameters);
+    using Output = typename Body::Output;
+    PointInputs inputs = first;
+    const auto next = [&](int pixels) {
+        width -= pixels;
+        output += pixels * Output::pixelBytes;
+        Advance<Body>(inputs, pixels);
+    };
+    if (stream && Output::vectorBytes % sizeof(Raw) == 0) {
+        // To where whole vectors can be streamed.
+        const auto bytes = static_cast<int>(-reinterpret_cast<std::uintptr_t>(output) % sizeof(Raw));
+        if (const int pixels = Smaller(bytes / Output::pixelBytes, width); pixels > 0) {
+            RunPointRest<Body>(output, inputs, pixels, parameters);
+            next(pixels);
+        }
     }
-    if (done < width) {
-        PointInputs rest = inputs;
-        Advance<Body>(rest, vectors);
-        RunPointRest<Body>(output + done * Body::Output::pixelBytes, rest, width - done, parameters);
+    const int vectors = width / lanes;
+    RunPointVectors<Body>(output, inputs, vectors, StoresOf<Output>(output, stream), parameters);
+    next(vectors * lanes);
+    if (width > 0) {
+        RunPointRest<Body>(output, inputs, width, parameters);
     }
 }
 
-/// One vector of each of `rows` rows. With `Streams` past the caches, which takes aligned places.
-template <class Body, bool Streams>
+/// One vector of each of `rows` rows.
+template <class Body>
 [[gnu::noinline]] void RunPointColumn(unsigned char* output, std::int64_t outputRowBytes,
-                                      const PointInputs& first, int rows,
+                                      const PointInputs& first, int rows, RowStores stores,
                                       const typename Body::Parameters& parameters) {
     PointInputs inputs = first;
     for (int r = 0; r < rows; ++r, output += outputRowBytes) {
         PrefetchNear<Body::In0::vectorBytes>(inputs.pixels[0] + Body::In0::vectorBytes);
         const Pixel result = Body::At(parameters, Body::In0::Load(inputs.pixels[0]),
                                       Body::In1::Load(inputs.pixels[1]), Body::In2::Load(inputs.pixels[2]));
-        if constexpr (Streams) {
-            alignas(64) unsigned char pixels[Body::Output::vectorBytes];
-            Body::Output::Store(pixels, result);
-            for (int i = 0; i < Body::Output::vectorBytes; i += static_cast<int>(sizeof(Raw))) {
-                Stream(output + i, Read<Raw>(pixels + i));
-            }
-        } else {
-            Body::Output::Store(output, result);
-        }
+        StorePixels<typename Body::Output>(output, result, stores);
         for (int i = 0; i < 3; ++i) {
             inputs.pixels[i] += inputs.rowBytes[i];
         }
@@ -241,8 +226,7 @@ template <class Body, bool Streams>
 /// A column of `width` pixels, at most a vector, in `rows` rows.
 template <class Body>
 void RunPointColumn(unsigned char* output, std::int64_t outputRowBytes, const PointInputs& first, int width,
-                    int rows, bool streams, const typename Body::Parameters& parameters) {
-    constexpr bool canStream = Body::Output::vectorBytes % sizeof(Raw) == 0;
+                    int rows, RowStores stores, const typename Body::Parameters& parameters) {
     if (width < lanes) {
         PointInputs inputs = first;
         for (int r = 0; r < rows; ++r, output += outputRowBytes) {
@@ -251,10 +235,8 @@ void RunPointColumn(unsigned char* output, std::int64_t outputRowBytes, const Po
                 inputs.pixels[i] += inputs.rowBytes[i];
             }
         }
-    } else if (canStream && streams) {
-        RunPointColumn<Body, canStream>(output, outputRowBytes, first, rows, parameters);
     } else {
-        RunPointColumn<Body, false>(output, outputRowBytes, first, rows, parameters);
+        RunPointColumn<Body>(output, outputRowBytes, first, rows, stores, parameters);
     }
 }
 

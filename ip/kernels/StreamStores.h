@@ -4,6 +4,7 @@
 // nothing but move pixels is up to half of the traffic; for large outputs that fetch costs more than the
 // output's absence from the caches does later. Included by the level files only; see Vector.h.
 
+#include "ip/kernels/PixelAccess.h"
 #include "ip/kernels/RawVector.h"
 #include "ip/records/ImageView.h"
 
@@ -75,6 +76,41 @@ TQ_INLINE void CopyOrStream(unsigned char* target, const unsigned char* source, 
     }
     if (done < bytes) {
         __builtin_memcpy(target + done, source + done, static_cast<std::uint32_t>(bytes - done));
+    }
+}
+
+/// How whole vectors of pixels are stored in a row: past the caches in whole vectors or, where the row allows
+/// no better, in pieces of 16 bytes. Each as soon as it is formed: many at once make the processor wait.
+enum class RowStores { Common, Pieces, Vectors };
+
+/// For the row from `first` on, past the caches if `stream`.
+template <class Format>
+TQ_INLINE RowStores StoresOf(const unsigned char* first, bool stream) {
+    const auto fits = [&](std::size_t bytes) {
+        return stream && Format::vectorBytes % bytes == 0 && IsAligned(first, static_cast<int>(bytes));
+    };
+    if (fits(sizeof(Raw))) {
+        return RowStores::Vectors;
+    }
+    return fits(sizeof(__m128i)) ? RowStores::Pieces : RowStores::Common;
+}
+
+template <class Format>
+TQ_INLINE void StorePixels(unsigned char* target, const Pixel& pixels, RowStores stores) {
+    if (stores == RowStores::Common) {
+        Format::Store(target, pixels);
+        return;
+    }
+    alignas(64) unsigned char bytes[Format::vectorBytes];
+    Format::Store(bytes, pixels);
+    if (stores == RowStores::Vectors) {
+        for (std::size_t i = 0; i + sizeof(Raw) <= sizeof(bytes); i += sizeof(Raw)) {
+            Stream(target + i, Read<Raw>(bytes + i));
+        }
+    } else {
+        for (std::size_t i = 0; i + sizeof(__m128i) <= sizeof(bytes); i += sizeof(__m128i)) {
+            Stream(target + i, Read<__m128i>(bytes + i));
+        }
     }
 }
 

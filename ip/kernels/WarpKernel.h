@@ -372,7 +372,9 @@ TQ_INLINE void WarpRow(const WarpSource& source, unsigned char* target, int x, i
                        [[maybe_unused]] bool stream) {
 #if TQ_LANES > 1
     constexpr int pixelBytes = 4 * static_cast<int>(sizeof(Channel));
-    constexpr int most = 256;  // pixels that go through a buffer on their way past the caches
+    // Pixels that go through a buffer on their way past the caches; more of them at once take longer.
+    constexpr int most = 256 / pixelBytes;
+    static_assert(most % lanes == 0);
     alignas(64) unsigned char buffer[most * pixelBytes];
     const auto fy = static_cast<float>(y);
     while (source.isSmall && x + lanes <= end) {

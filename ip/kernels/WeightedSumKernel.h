@@ -16,9 +16,10 @@ struct SumInputs {
 
 /// `vectors` whole vectors. Each row is fetched ahead, as some processors do not follow this many.
 template <class Frame>
-[[gnu::noinline]] void AddVectors(unsigned char* output, const SumInputs& inputs, int vectors,
+[[gnu::noinline]] void AddVectors(unsigned char* output, const SumInputs& inputs, int vectors, bool stream,
                                   const WeightedSumParameters& p) {
     using Sum = Pixels<FloatStorage, Frame::alpha>;
+    const RowStores stores = StoresOf<Sum>(output, stream);
     const int first = p.startsFromSum ? 1 : 0;
     for (int i = 0; i < vectors; ++i) {
         Pixel sum{};
@@ -32,7 +33,7 @@ template <class Frame>
             const F q = codes.a * (p.weights[f] * Frame::unit);
             sum = {MultiplyAdd(codes.rgb, q * Frame::unit, sum.rgb), sum.a + q};
         }
-        Sum::Store(output + i * Sum::vectorBytes, sum);
+        StorePixels<Sum>(output + i * Sum::vectorBytes, sum, stores);
     }
 }
 
@@ -40,21 +41,11 @@ template <class Frame>
 void AddRow(unsigned char* output, const SumInputs& inputs, int width, bool stream,
             const WeightedSumParameters& p) {
     using Sum = Pixels<FloatStorage, Frame::alpha>;
-    constexpr int most = 16;  // vectors that go through a buffer, since nothing reads the sum soon
-    alignas(64) unsigned char buffer[most * Sum::vectorBytes];
     const auto bytesOf = [&](int f) {
         return f == 0 && p.startsFromSum ? Sum::pixelBytes : Frame::pixelBytes;
     };
     const int whole = width / lanes * lanes;
-    for (int x = 0; x < whole; x += most * lanes) {
-        const int count = Smaller(most * lanes, whole - x);
-        SumInputs part;
-        for (int f = 0; f < p.inputs; ++f) {
-            part.rows[f] = inputs.rows[f] + x * bytesOf(f);
-        }
-        AddVectors<Frame>(buffer, part, count / lanes, p);
-        CopyOrStream(output + x * Sum::pixelBytes, buffer, count * Sum::pixelBytes, stream);
-    }
+    AddVectors<Frame>(output, inputs, whole / lanes, stream, p);
     if (whole == width) {
         return;
     }
@@ -65,8 +56,9 @@ void AddRow(unsigned char* output, const SumInputs& inputs, int width, bool stre
         Copy(buffers[f], inputs.rows[f] + whole * bytesOf(f), (width - whole) * bytesOf(f));
         rest.rows[f] = buffers[f];
     }
-    AddVectors<Frame>(buffer, rest, 1, p);
-    Copy(output + whole * Sum::pixelBytes, buffer, (width - whole) * Sum::pixelBytes);
+    unsigned char sums[Sum::vectorBytes];
+    AddVectors<Frame>(sums, rest, 1, false, p);
+    Copy(output + whole * Sum::pixelBytes, sums, (width - whole) * Sum::pixelBytes);
 }
 
 template <class Frame>
