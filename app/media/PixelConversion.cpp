@@ -11,6 +11,10 @@ namespace TQ::App {
 
 namespace {
 
+// Rows of 16 bits that are made ready for libswscale at once: they stay in the caches, and a whole picture of
+// them would be in memory beside the one that they come from.
+constexpr int stripRows = 64;
+
 ChromaPosition PositionOf(AVChromaLocation location) {
     switch (location) {
         case AVCHROMA_LOC_CENTER:
@@ -54,19 +58,14 @@ void WidenWhite(Picture& picture) {
     }
 }
 
-PicturePointer NarrowWhite(const Picture& picture, PicturePool& pool) {
-    if (picture.Depth() != SampleDepth::Short) {
-        return nullptr;
-    }
-    PicturePointer narrow = pool.Take(picture.Width(), picture.Height(), SampleDepth::Short);
-    for (int y = 0; y < picture.Height(); ++y) {
-        const auto* from = reinterpret_cast<const std::uint16_t*>(picture.Row(y));
-        auto* to = reinterpret_cast<std::uint16_t*>(narrow->Row(y));
+void NarrowWhite(const Picture& picture, int firstRow, int rows, Picture& strip) {
+    for (int y = 0; y < rows; ++y) {
+        const auto* from = reinterpret_cast<const std::uint16_t*>(picture.Row(firstRow + y));
+        auto* to = reinterpret_cast<std::uint16_t*>(strip.Row(y));
         for (int i = 0; i < 4 * picture.Width(); ++i) {
             to[i] = static_cast<std::uint16_t>(from[i] - (from[i] >> 8));
         }
     }
-    return narrow;
 }
 
 }  // namespace
@@ -155,10 +154,21 @@ void PixelConverter::ScaleFromPicture(const Picture& picture, AVFrame& frame) {
     if (!_fromPicture) {
         _fromPicture = MakeScaler(false);
     }
-    const PicturePointer narrowed = NarrowWhite(picture, _pictures);
-    const std::uint8_t* planes[4] = {(narrowed ? *narrowed : picture).Row(0), nullptr, nullptr, nullptr};
-    const int strides[4] = {static_cast<int>(picture.RowBytes()), 0, 0, 0};
-    sws_scale(_fromPicture.get(), planes, strides, 0, _height, frame.data, frame.linesize);
+    const bool isDeep = _nativeDepth == SampleDepth::Short;
+    if (isDeep && !_strip) {
+        _strip.emplace(_width, std::min(_height, stripRows), _nativeDepth);
+    }
+    const Picture& source = isDeep ? *_strip : picture;
+    const int step = isDeep ? stripRows : _height;
+    for (int y = 0; y < _height; y += step) {
+        const int rows = std::min(step, _height - y);
+        if (isDeep) {
+            NarrowWhite(picture, y, rows, *_strip);
+        }
+        const std::uint8_t* planes[4] = {source.Row(0), nullptr, nullptr, nullptr};
+        const int strides[4] = {static_cast<int>(source.RowBytes()), 0, 0, 0};
+        sws_scale(_fromPicture.get(), planes, strides, y, rows, frame.data, frame.linesize);
+    }
     if (HasAlpha(_format)) {
         PackComponent(picture, 3, *_descriptor, _descriptor->nb_components - 1, frame);
     }

@@ -36,6 +36,7 @@ class PixelConverter {
     bool _direct;
     SampleDepth _nativeDepth;
     PicturePool _pictures;
+    std::optional<Picture> _strip;  // of a picture on its way into libswscale
     std::optional<YuvUnpacker> _unpacker;
     ScalerPointer _toPicture;
     ScalerPointer _fromPicture;
