@@ -8,6 +8,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/Platform.h"
+
 namespace TQ::Bench {
 
 using IP::Bounds;
@@ -129,7 +131,7 @@ class PooledLayer : public LayerImplement {
 
 PooledHost::Pool::~Pool() {
     for (const auto& entry : _free) {
-        std::free(entry.second);
+        Platform::DeleteBlock(entry.second, entry.first);
     }
 }
 
@@ -137,7 +139,7 @@ unsigned char* PooledHost::Pool::Take(std::size_t bytes) {
     const std::lock_guard<std::mutex> guard(_lock);
     const auto found = _free.find(bytes);
     if (found == _free.end()) {
-        auto* block = static_cast<unsigned char*>(std::aligned_alloc(alignment, bytes));
+        auto* block = static_cast<unsigned char*>(Platform::NewBlock(bytes));
         if (block == nullptr) {
             throw std::bad_alloc();
         }

@@ -61,6 +61,13 @@ std::uint64_t PeakMemoryBytes();
 /// start.
 void ReturnFreedMemory();
 
+/// Memory for a picture or for sums, aligned to 64 bytes; null when there is none left. From a megabyte on
+/// most of it lies in large pages where the system lends them, so that walks down many rows at once seldom
+/// wait for the addresses of pages.
+void* NewBlock(std::size_t bytes);
+/// `bytes` as they were asked for.
+void DeleteBlock(void* block, std::size_t bytes);
+
 /// From now on Ctrl-C (and a polite request to end) sets `flag`; one that comes two seconds later or more
 /// ends the process at once with status 130. `flag` lives for the rest of the process.
 void SetInterruptFlag(std::atomic<bool>& flag);

@@ -3,14 +3,20 @@
 #include <sched.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -32,6 +38,14 @@ static_assert(std::atomic<bool>::is_always_lock_free &&
               std::atomic<std::time_t>::is_always_lock_free);
 
 std::atomic<std::time_t> interruptedAt{0};
+
+constexpr std::size_t lineBytes = 64;
+constexpr std::size_t largePageBytes = std::size_t{2} << 20;
+constexpr std::size_t leastInLargePages = std::size_t{1} << 20;
+// Within their pages blocks start at different places, an odd number of lines from each other: if all started
+// with a page, the same rows of all pictures would fall into the same sets of the processor's caches.
+constexpr std::size_t blockStarts = 32;
+constexpr std::size_t blockStagger = 61 * lineBytes;
 
 std::time_t SecondsNow() {
     timespec now{};
@@ -142,6 +156,33 @@ void ReturnFreedMemory() {
     constexpr int threshold = 1 << 20;
     mallopt(M_MMAP_THRESHOLD, threshold);
 #endif
+}
+
+void* NewBlock(std::size_t bytes) {
+    if (bytes < leastInLargePages) {
+        return ::operator new(bytes, std::align_val_t(lineBytes), std::nothrow);
+    }
+    static std::atomic<std::size_t> count = 0;
+    const std::size_t start = count++ % blockStarts * blockStagger;
+    const std::size_t end = start + bytes;
+    // Of the last page less than half may be given away.
+    const std::size_t inLargePages = (end + largePageBytes / 2) / largePageBytes * largePageBytes;
+    void* const pages =
+        ::operator new(std::max(end, inLargePages), std::align_val_t(largePageBytes), std::nothrow);
+    if (pages == nullptr) {
+        return nullptr;
+    }
+    madvise(pages, inLargePages, MADV_HUGEPAGE);  // a wish: what the system does not lend stays as it was
+    return static_cast<std::byte*>(pages) + start;
+}
+
+void DeleteBlock(void* block, std::size_t bytes) {
+    if (bytes < leastInLargePages) {
+        ::operator delete(block, std::align_val_t(lineBytes));
+        return;
+    }
+    const std::size_t start = reinterpret_cast<std::uintptr_t>(block) % largePageBytes;
+    ::operator delete(static_cast<std::byte*>(block) - start, std::align_val_t(largePageBytes));
 }
 
 void SetInterruptFlag(std::atomic<bool>& flag) {

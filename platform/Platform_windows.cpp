@@ -16,6 +16,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -33,6 +34,8 @@ constexpr ULONGLONG millisecondsToClearUp = 2000;
 std::atomic<std::atomic<bool>*> interruptFlag{nullptr};
 
 std::atomic<ULONGLONG> interruptedAt{0};
+
+constexpr std::align_val_t blockAlignment{64};
 
 BOOL WINAPI OnInterrupt(DWORD) {
     if (!interruptFlag.load()->exchange(true)) {
@@ -187,6 +190,15 @@ std::uint64_t PeakMemoryBytes() {
 
 void ReturnFreedMemory() {
     // This system's heap gives large blocks back by itself.
+}
+
+void* NewBlock(std::size_t bytes) {
+    // Large pages are only for processes that may lock memory.
+    return ::operator new(bytes, blockAlignment, std::nothrow);
+}
+
+void DeleteBlock(void* block, std::size_t /*bytes*/) {
+    ::operator delete(block, blockAlignment);
 }
 
 void SetInterruptFlag(std::atomic<bool>& flag) {

@@ -1,12 +1,12 @@
 #include "app/host/MemoryPool.h"
 
 #include <algorithm>
-#include <new>
+
+#include "platform/Platform.h"
 
 namespace TQ::App {
 namespace {
 
-constexpr std::align_val_t alignment{64};
 // A request beyond this is an overflow in the plug-in's sums, not a picture.
 constexpr std::size_t mostBytes = std::size_t{1} << 40;
 // A waiting block serves a request of at least this part of its size; a bigger one would waste too much.
@@ -17,7 +17,7 @@ constexpr std::size_t fitDenominator = 4;
 
 MemoryPool::~MemoryPool() {
     for (const auto& [address, bytes] : _live) {
-        ::operator delete(address, alignment);
+        Platform::DeleteBlock(address, bytes);
     }
     KeepWithin(0, 0);
 }
@@ -39,10 +39,10 @@ void* MemoryPool::Allocate(std::size_t bytes) {
         // Make room first, so that memory in use and memory waiting never stand above the peak together.
         const std::size_t peak = std::max(_usage.peakBytes, _usage.liveBytes + wanted);
         KeepWithin(_limits.idleBlocks, peak - _usage.liveBytes - wanted);
-        address = ::operator new(wanted, alignment, std::nothrow);
+        address = Platform::NewBlock(wanted);
         if (!address) {
             KeepWithin(0, 0);
-            address = ::operator new(wanted, alignment, std::nothrow);
+            address = Platform::NewBlock(wanted);
         }
         if (!address) {
             return nullptr;
@@ -85,7 +85,7 @@ bool MemoryPool::Free(void* address) {
     --_usage.liveBlocks;
     _usage.liveBytes -= bytes;
     if (bytes < smallBytes) {
-        ::operator delete(address, alignment);
+        Platform::DeleteBlock(address, bytes);
         return true;
     }
     _idle.push_front({address, bytes});
@@ -112,7 +112,7 @@ void MemoryPool::KeepWithin(std::size_t blocks, std::size_t bytes) {
         _idle.pop_back();
         --_usage.idleBlocks;
         _usage.idleBytes -= oldest.bytes;
-        ::operator delete(oldest.address, alignment);
+        Platform::DeleteBlock(oldest.address, oldest.bytes);
     }
 }
 

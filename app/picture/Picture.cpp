@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "platform/Platform.h"
+
 namespace TQ::App {
 
 namespace {
@@ -34,12 +36,14 @@ Picture::Picture(int width, int height, SampleDepth depth)
       _depth(depth),
       _rowBytes(
           RowPitch(static_cast<std::size_t>(width) * 4 * static_cast<std::size_t>(BytesPerSample(depth)))),
-      _pixels(static_cast<std::uint8_t*>(
-          ::operator new(_rowBytes* static_cast<std::size_t>(height), std::align_val_t(alignment)))) {
+      _pixels(static_cast<std::uint8_t*>(Platform::NewBlock(_rowBytes * static_cast<std::size_t>(height)))) {
+    if (_pixels == nullptr) {
+        throw std::bad_alloc();
+    }
 }
 
 Picture::~Picture() {
-    ::operator delete(_pixels, std::align_val_t(alignment));
+    Platform::DeleteBlock(_pixels, Bytes());
 }
 
 }  // namespace TQ::App
