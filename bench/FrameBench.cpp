@@ -50,10 +50,14 @@ void RunFrame(benchmark::State& state, Window& window, int preset, int bits, int
 }
 
 void RegisterPreset(const PresetName& preset, int bits, int threads) {
-    RegisterTimed(NameOf("frame", preset.name, bits, threads), [=](benchmark::State& state) {
+    const std::string name = NameOf("frame", preset.name, bits, threads);
+    auto* const benchmark = RegisterTimed(name, [=](benchmark::State& state) {
         const IP::Bounds bounds{0, 0, GetOptions().Width(), GetOptions().Height()};
         RunFrame(state, WindowOf(bounds, bits, greatestTimeRadius), preset.menuValue, bits, threads);
     });
+    if (preset.menuValue == Effect::presetDefault) {
+        RepeatOften(benchmark);
+    }
 }
 
 struct Size {

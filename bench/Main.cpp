@@ -108,8 +108,16 @@ std::string NameOf(const std::string& group, const std::string& what, int bits, 
     return group + "/" + what + (bits == 8 ? "/8-bit/" : "/float/") + std::to_string(threads) + "t";
 }
 
-void RegisterTimed(const std::string& name, const std::function<void(benchmark::State&)>& body) {
-    benchmark::RegisterBenchmark(name.c_str(), body)->Unit(benchmark::kMillisecond)->UseRealTime();
+benchmark::internal::Benchmark* RegisterTimed(const std::string& name,
+                                              const std::function<void(benchmark::State&)>& body) {
+    return benchmark::RegisterBenchmark(name.c_str(), body)->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+void RepeatOften(benchmark::internal::Benchmark* benchmark) {
+    constexpr int repetitions = 9;
+    if (!GetOptions().quick) {
+        benchmark->Repetitions(repetitions);
+    }
 }
 
 }  // namespace TQ::Bench

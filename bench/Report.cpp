@@ -1,6 +1,7 @@
 #include "bench/Report.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <set>
 #include <utility>
@@ -49,6 +50,13 @@ std::string Milliseconds(double value) {
     return Number(value < 1 ? "%.3f" : (value < 100 ? "%.2f" : "%.0f"), value);
 }
 
+/// Of an even number of values the lower one of the two in the middle.
+double Median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>((values.size() - 1) / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
 /// In percent.
 double Share(double bound, double time) {
     return 100.0 * bound / time;
@@ -83,30 +91,27 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs) {
             continue;
         }
         const double scale = 1e3 / benchmark::GetTimeUnitMultiplier(run.time_unit);
-        Result result{run.GetAdjustedRealTime() * scale, 0.0};
+        const std::string& name = run.run_name.function_name;
+        Repetitions& repetitions = _repetitions[name];
+        repetitions.milliseconds.push_back(run.GetAdjustedRealTime() * scale);
         const auto bound = run.counters.find(boundCounter);
         if (bound != run.counters.end()) {
-            result.boundMilliseconds = bound->second.value;
-            run.counters[shareCounter] = Share(result.boundMilliseconds, result.milliseconds);
+            repetitions.boundMilliseconds.push_back(bound->second.value);
+            run.counters[shareCounter] = Share(bound->second.value, repetitions.milliseconds.back());
         }
-        Keep(run, result);
+        _order.emplace(run.family_index, name);
     }
     ConsoleReporter::ReportRuns(shown);
 }
 
-void TableReporter::Keep(const Run& run, const Result& result) {
-    const std::string& name = run.run_name.function_name;
-    const auto [known, isNew] = _results.emplace(name, result);
-    if (isNew) {
-        _order.emplace(run.family_index, name);
-    } else if (result.milliseconds < known->second.milliseconds) {
-        known->second = result;
+std::optional<TableReporter::Result> TableReporter::Find(const std::string& name) const {
+    const auto found = _repetitions.find(name);
+    if (found == _repetitions.end()) {
+        return std::nullopt;
     }
-}
-
-const TableReporter::Result* TableReporter::Find(const std::string& name) const {
-    const auto found = _results.find(name);
-    return found != _results.end() ? &found->second : nullptr;
+    const auto& [times, bounds] = found->second;
+    return Result{Median(times), *std::min_element(times.begin(), times.end()),
+                  bounds.empty() ? 0.0 : Median(bounds)};
 }
 
 void TableReporter::PrintResults(std::ostream& out) const {
@@ -114,19 +119,19 @@ void TableReporter::PrintResults(std::ostream& out) const {
     for (const auto& [ours, names] : Pairs()) {
         peers.insert(names.begin(), names.end());
     }
-    out << "\n| what | ours ms | peer | peer ms | ratio | bound ms | share of bound |\n"
-           "|---|--:|---|--:|--:|--:|--:|\n";
+    out << "\n| what | ours ms | peer | peer ms | ratio | of the fastest | bound ms | share of bound |\n"
+           "|---|--:|---|--:|--:|--:|--:|--:|\n";
     for (const auto& entry : _order) {
         const std::string& name = entry.second;
-        const Result& result = _results.at(name);
+        const Result result = *Find(name);
         if (peers.contains(name)) {
             continue;
         }
-        const auto line = [&](const std::string& peer, const std::string& peerTime,
-                              const std::string& ratio) {
+        const auto line = [&](const std::string& peer, const std::string& peerTime, const std::string& ratio,
+                              const std::string& ofFastest) {
             const bool bounded = result.boundMilliseconds > 0;
             out << "| " << name << " | " << Milliseconds(result.milliseconds) << " | " << peer << " | "
-                << peerTime << " | " << ratio << " | "
+                << peerTime << " | " << ratio << " | " << ofFastest << " | "
                 << (bounded ? Milliseconds(result.boundMilliseconds) : "") << " | "
                 << (bounded ? Number("%.0f %%", Share(result.boundMilliseconds, result.milliseconds)) : "")
                 << " |\n";
@@ -135,14 +140,15 @@ void TableReporter::PrintResults(std::ostream& out) const {
         const auto pair = Pairs().find(name);
         for (const std::string& peerName :
              pair != Pairs().end() ? pair->second : std::vector<std::string>{}) {
-            if (const Result* peer = Find(peerName)) {
+            if (const std::optional<Result> peer = Find(peerName)) {
                 line(peerName, Milliseconds(peer->milliseconds),
-                     Number("%.2f", peer->milliseconds / result.milliseconds));
+                     Number("%.2f", peer->milliseconds / result.milliseconds),
+                     Number("%.2f", peer->fastest / result.fastest));
                 hasPeer = true;
             }
         }
         if (!hasPeer) {
-            line("", "", "");
+            line("", "", "", "");
         }
     }
 }
@@ -150,9 +156,9 @@ void TableReporter::PrintResults(std::ostream& out) const {
 void TableReporter::PrintThreads(std::ostream& out) const {
     bool isFirst = true;
     for (const ThreadPair& pair : ThreadPairs()) {
-        const Result* one = Find(pair.one);
-        const Result* more = Find(pair.more);
-        if (one == nullptr || more == nullptr) {
+        const std::optional<Result> one = Find(pair.one);
+        const std::optional<Result> more = Find(pair.more);
+        if (!one || !more) {
             continue;
         }
         if (std::exchange(isFirst, false)) {
@@ -170,8 +176,8 @@ void TableReporter::PrintSeries(std::ostream& out) const {
     for (const Series& series : AllSeries()) {
         double first = 0;
         for (const SeriesEntry& entry : series.entries) {
-            const Result* result = Find(entry.benchmark);
-            if (result == nullptr) {
+            const std::optional<Result> result = Find(entry.benchmark);
+            if (!result) {
                 continue;
             }
             const double each = result->milliseconds / entry.pixels;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -36,7 +37,7 @@ struct SeriesEntry {
 };
 void CompareSeries(const std::string& title, std::vector<SeriesEntry> entries);
 
-/// Prints every result as it comes, and keeps it for the tables. Of several repetitions the fastest counts.
+/// Prints every result as it comes, and keeps it for the tables. Of several repetitions the median counts.
 class TableReporter : public benchmark::ConsoleReporter {
   public:
     TableReporter() : ConsoleReporter(OO_Tabular) {}
@@ -45,18 +46,24 @@ class TableReporter : public benchmark::ConsoleReporter {
     void PrintTables(std::ostream& out) const;
 
   private:
-    struct Result {
-        double milliseconds;
-        double boundMilliseconds;  ///< 0: has none
+    struct Repetitions {
+        std::vector<double> milliseconds;
+        std::vector<double> boundMilliseconds;  ///< empty: has none
     };
-    void Keep(const Run& run, const Result& result);
-    const Result* Find(const std::string& name) const;
+    /// Of all repetitions.
+    struct Result {
+        double milliseconds;       ///< median
+        double fastest;            ///< in milliseconds
+        double boundMilliseconds;  ///< median; 0: has none
+    };
+    /// Of a benchmark that may have run.
+    std::optional<Result> Find(const std::string& name) const;
     void PrintResults(std::ostream& out) const;
     void PrintThreads(std::ostream& out) const;
     void PrintSeries(std::ostream& out) const;
 
     std::map<std::int64_t, std::string> _order;  ///< names by when they were registered
-    std::map<std::string, Result> _results;
+    std::map<std::string, Repetitions> _repetitions;
 };
 
 }  // namespace TQ::Bench

@@ -21,6 +21,10 @@ void RegisterMean();
 std::string NameOf(const std::string& group, const std::string& what, int bits, int threads);
 
 /// Registers a benchmark that is timed by the clock on the wall.
-void RegisterTimed(const std::string& name, const std::function<void(benchmark::State&)>& body);
+benchmark::internal::Benchmark* RegisterTimed(const std::string& name,
+                                              const std::function<void(benchmark::State&)>& body);
+
+/// More repetitions for what differs most from one to the next: ours and the peer's whole frames.
+void RepeatOften(benchmark::internal::Benchmark* benchmark);
 
 }  // namespace TQ::Bench
