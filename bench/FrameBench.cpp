@@ -51,12 +51,12 @@ void RunFrame(benchmark::State& state, Window& window, int preset, int bits, int
 
 void RegisterPreset(const PresetName& preset, int bits, int threads) {
     const std::string name = NameOf("frame", preset.name, bits, threads);
-    auto* const benchmark = RegisterTimed(name, [=](benchmark::State& state) {
+    auto* const timed = RegisterTimed(name, [=](benchmark::State& state) {
         const IP::Bounds bounds{0, 0, GetOptions().Width(), GetOptions().Height()};
         RunFrame(state, WindowOf(bounds, bits, greatestTimeRadius), preset.menuValue, bits, threads);
     });
     if (preset.menuValue == Effect::presetDefault) {
-        RepeatOften(benchmark);
+        RepeatOften(timed);
     }
 }
 
@@ -101,10 +101,10 @@ void RegisterFrameSizes() {
             continue;
         }
         const std::string name = NameOf("size", size.name, 8, threads);
-        RegisterTimed(name, [=](benchmark::State& state) {
+        RepeatOften(RegisterTimed(name, [=](benchmark::State& state) {
             RunFrame(state, WindowOf({0, 0, size.width, size.height}, 8, radius), Effect::presetDefault, 8,
                      threads);
-        });
+        }));
         entries.push_back({size.name, name, static_cast<double>(size.width) * size.height});
     }
     CompareSeries("Rolling Bands, 8-bit, picture size", entries);
