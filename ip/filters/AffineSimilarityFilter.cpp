@@ -5,6 +5,7 @@
 
 #include "ip/filters/GaussianHiPassFilter.h"
 #include "ip/filters/GuidedCorrelationFilter.h"
+#include "ip/filters/HighPassSimilarityFilter.h"
 #include "ip/kernels/KernelParameters.h"
 
 namespace TQ::IP {
@@ -53,9 +54,17 @@ const KernelUse& AffineSimilarityExpFilter::Use() const {
     return inputs.size() == 1 ? fromDissimilarity : fromMoments;
 }
 
-void AffineSimilarityExpFilter::RunHostRows(const Bounds& rows, int threadIndex) {
+std::shared_ptr<FilterBase> AffineSimilarityExpFilter::Fuse(std::uint64_t) {
+    return HighPassSimilarityFilter::InPlaceOf(*this);
+}
+
+float AffineSimilarityExpFilter::ExponentFactor() const {
     const float bounded = std::max(_sigma, smallestSigma);
-    const SimilarityParameters parameters{-1.0F / (bounded * bounded)};
+    return -1.0F / (bounded * bounded);
+}
+
+void AffineSimilarityExpFilter::RunHostRows(const Bounds& rows, int threadIndex) {
+    const SimilarityParameters parameters{ExponentFactor()};
     RunKernelRows(rows, &parameters, threadIndex);
 }
 

@@ -36,6 +36,8 @@ class AffineSimilarityFinalFilter : public KernelFilter {
 class AffineSimilarityExpFilter : public KernelFilter {
   public:
     bool IsEqual(const FilterBase& other) const override;
+    std::shared_ptr<FilterBase> Fuse(std::uint64_t mostBytes) override;
+    float ExponentFactor() const;
 
   protected:
     explicit AffineSimilarityExpFilter(float sigma) : _sigma(sigma) {}

@@ -1,51 +1,20 @@
 #include "ip/filters/BlurredHighPassFilter.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include "ip/filters/AddHighPassFilter.h"
+#include "ip/filters/BlurRun.h"
 #include "ip/filters/GaussBands.h"
-#include "ip/filters/GaussianBlurFilter.h"
 #include "ip/filters/KernelFilter.h"
 #include "ip/filters/SlotScratch.h"
 #include "ip/records/Exception.h"
 
 namespace TQ::IP {
 
-namespace {
-
-/// A blur of both axes that nothing else reads, or null.
-std::shared_ptr<GaussianBlurFilter> AsBlur(const std::shared_ptr<FilterBase>& filter) {
-    auto blur = std::dynamic_pointer_cast<GaussianBlurFilter>(filter);
-    const bool fits = blur != nullptr && std::strcmp(blur->GetName(), "gaussianBlur") == 0 &&
-                      blur->HasBothPasses() && blur->consumers.size() == 1;
-    return fits ? blur : nullptr;
-}
-
-/// One of the two blurs during a run.
-struct BlurRun {
-    /// `reached` is what the blur reads of `source`.
-    BlurRun(Host& host, const GaussianBlurFilter& blur, const Layer& source, const Bounds& reached)
-        : alongX(MakeGaussCoefficients(blur.Sigma()[0], 0)),
-          alongY(MakeGaussCoefficients(blur.Sigma()[1], 0)),
-          view(host) {
-        view.ShareRegion(source, Intersect(reached, source.Bounds()));
-    }
-
-    GaussBlurParameters Parameters(unsigned char* scratch) const {
-        return {GaussParametersOf(alongX, view, false), GaussParametersOf(alongY, view, false), scratch};
-    }
-
-    GaussCoefficients alongX, alongY;
-    Layer view;
-};
-
-}  // namespace
-
 std::shared_ptr<FilterBase> BlurredHighPassFilter::InPlaceOf(AddHighPassFilter& add) {
-    const auto low = AsBlur(add.inputs[1]);
-    const auto target = AsBlur(add.inputs[2]);
+    const auto low = AsOwnBlur(add.inputs[1]);
+    const auto target = AsOwnBlur(add.inputs[2]);
     // One walk has one set of bands.
     if (!add.Normalises() || !low || !target || low->Sigma() != target->Sigma()) {
         return nullptr;

@@ -21,21 +21,39 @@ struct StepRange {
         : first(y < band.y1 ? Smaller(band.y1 - y, stepRows) : 0), end(Smaller(stepRows, band.y2 - y)) {}
 };
 
+/// The lines of a picture, where they lie.
+class PictureLines {
+  public:
+    PictureLines(const ImageView& picture) : _picture(picture) {}
+    const Bounds& Area() const { return _picture.bounds; }
+    std::int64_t Ahead() const { return groupRows * _picture.rowBytes; }
+    void Prepare(int /*first*/, int /*count*/) {}
+    /// Line `first` + r, where `first` is that of the last Prepare.
+    const unsigned char* Line(int first, int r) const {
+        return RowAt(_picture, _picture.bounds.y1 + first + r);
+    }
+    const ImageView& Picture() const { return _picture; }
+
+  private:
+    ImageView _picture;
+};
+
 /// The blur of a band of columns, a step of stepRows rows at a time. `Columns` is SampleColumns or
-/// ColorColumns.
-template <class Columns>
+/// ColorColumns; `Lines` gives the lines that are blurred, a group at a time.
+template <class Columns, class Lines = PictureLines>
 class BlurStream {
   public:
     using Storage = typename Columns::Storage;
     static constexpr int outputPixelBytes = 4 * Columns::outputVectorBytes / lanes;
 
-    /// Columns x1 to x2 of `input`, from row y1 of `band` on.
-    BlurStream(const ImageView& input, const Bounds& band, const GaussBlurParameters& p)
+    /// Columns x1 to x2 of the lines, from row y1 of `band` on.
+    BlurStream(const Lines& lines, const Bounds& band, const GaussBlurParameters& p)
         : _p(p),
-          _input(input),
+          _lines(lines),
+          _area(lines.Area()),
           _x1(band.x1),
           _x2(band.x2),
-          _length(input.bounds.y2 - input.bounds.y1),
+          _length(_area.y2 - _area.y1),
           _blocks((band.x2 - band.x1 + lanes - 1) / lanes),
           _ringRows(GaussRingRows(p.alongY.radius)),
           _rowBytes(GaussRowPitch(std::int64_t{_blocks} * lanes * pixelBytes)),
@@ -49,12 +67,12 @@ class BlurStream {
             __builtin_memset(_ring, 0, static_cast<std::uint64_t>(_ringRows * _rowBytes));
         }
         const int restart = GaussRestart(p.alongY.radius, _length);
-        _next = (band.y1 - input.bounds.y1) / restart * restart;
+        _next = (band.y1 - _area.y1) / restart * restart;
         _filled = _next > p.alongY.radius + 1 ? _next - p.alongY.radius - 1 : 0;
     }
 
     /// The first row of the next step.
-    int NextRow() const { return _input.bounds.y1 + _next; }
+    int NextRow() const { return _area.y1 + _next; }
     /// Blocks of `lanes` pixels from x1 on, the last of which may reach beyond x2.
     int Blocks() const { return _blocks; }
 
@@ -68,7 +86,11 @@ class BlurStream {
         for (int r = 0; r < stepRows; ++r) {
             _rows.leading[r] = RingRow(y + r + _p.alongY.radius + 1);
             _rows.trailing[r] = RingRow(y + r - _p.alongY.radius);
-            _rows.source[r] = Columns::subtracts ? SourceRow(y + r, r) : nullptr;
+            if constexpr (Columns::subtracts) {
+                _rows.source[r] = SourceRow(y + r, r);
+            } else {
+                _rows.source[r] = nullptr;
+            }
             _rows.output[r] = Result(r);
         }
         _next += stepRows;
@@ -108,16 +130,18 @@ class BlurStream {
         const int last = Smaller(y, _length - 1);
         while (_filled <= last) {
             RowGroup group{};
-            group.ahead = groupRows * _input.rowBytes;
-            group.length = _input.bounds.x2 - _input.bounds.x1;
-            group.firstOutput = _x1 - _input.bounds.x1;
-            group.endOutput = _x2 - _input.bounds.x1;
+            group.ahead = _lines.Ahead();
+            group.length = _area.x2 - _area.x1;
+            group.firstOutput = _x1 - _area.x1;
+            group.endOutput = _x2 - _area.x1;
             group.rows = Smaller(groupRows, _length - _filled);
+            _lines.Prepare(_filled, group.rows);
             for (int channel = 0; channel < 4; channel += groupChannels) {
                 for (int r = 0; r < groupRows; ++r) {
-                    const int row = _filled + Smaller(r, group.rows - 1);
-                    group.input[r] = RowAt(_input, _input.bounds.y1 + row) + channel * sampleBytes;
-                    group.output[r] = _ring + row % _ringRows * _rowBytes + channel * sampleBytes;
+                    const int line = Smaller(r, group.rows - 1);
+                    group.input[r] = _lines.Line(_filled, line) + channel * sampleBytes;
+                    group.output[r] =
+                        _ring + (_filled + line) % _ringRows * _rowBytes + channel * sampleBytes;
                 }
                 BlurRows<Storage>(group, _p.alongX);
             }
@@ -164,7 +188,7 @@ class BlurStream {
     /// result's place, where each vector is read before the result reaches it.
     const unsigned char* SourceRow(int y, int r) {
         const unsigned char* const picture =
-            PixelAt(_input, _x1, _input.bounds.y1 + Smaller(y, _length - 1), pixelBytes);
+            PixelAt(_lines.Picture(), _x1, _area.y1 + Smaller(y, _length - 1), pixelBytes);
         if ((_x2 - _x1) % lanes == 0) {
             return picture;
         }
@@ -174,7 +198,8 @@ class BlurStream {
     }
 
     const GaussBlurParameters& _p;
-    const ImageView& _input;
+    Lines _lines;
+    Bounds _area;  ///< of the lines
     int _x1, _x2;
     int _length;  ///< of the columns
     int _blocks;  ///< of a row of the band

@@ -137,6 +137,29 @@ constexpr std::int64_t GaussStreamBytes(std::int32_t columns, std::int32_t radiu
            (stateFloats + gaussStepRows + GaussRingRows(radius));
 }
 
+/// From line to line of products of floats: what the row pass over a restart reads, and no more than the
+/// line.
+constexpr std::int64_t GaussProductPitch(std::int32_t radius, std::int32_t length) {
+    constexpr std::int64_t mostPadding = 80;  // a chunk and a vector
+    const std::int64_t samples =
+        std::int64_t{GaussRestart(radius, length)} + 2 * std::int64_t{radius} + mostPadding;
+    return GaussRowPitch((samples < length ? samples : length) * 4 *
+                         static_cast<std::int64_t>(sizeof(float)));
+}
+
+/// For AffineSimilarityOfHighPasses, beside a stream for each blur: a group of lines of products.
+constexpr std::int64_t GaussProductBytes(std::int32_t radius, std::int32_t length) {
+    constexpr std::int64_t mostGroupRows = 4;
+    return mostGroupRows * GaussProductPitch(radius, length);
+}
+
+/// AffineSimilarityOfHighPasses: the three blurs have the same coefficients.
+struct HighPassSimilarityParameters {
+    GaussBlurParameters varianceA, varianceB, covariance;
+    unsigned char* products;  ///< GaussProductBytes for this call alone, aligned to 64
+    SimilarityParameters similarity;
+};
+
 /// AddBlurredHighPass and AddBlurredHighPassThreshold: AddHighPassN of input 0, the blur of input 1, and the
 /// blur of the sum in input 2.
 struct BlurredHighPassParameters {

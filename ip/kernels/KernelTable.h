@@ -53,17 +53,18 @@ enum class KernelId : int {
     GaussColumns,        ///< F <- F, or float <- F, F with the high-pass subtraction (band of columns)
     GaussBlur,           ///< F <- F, or float <- F with the high-pass subtraction
     AddBlurredHighPass,  ///< F <- F, F, float
-    AddBlurredHighPassThreshold,  ///< F <- F, F, float
-    Solid,                        ///< F <-
-    Ramp,                         ///< F <-
-    CopyAlpha,                    ///< F <- F, F
-    GuidedCorrelation2,           ///< F <- F, F
-    AffineSimilarity,             ///< float <- float, float, float
-    AffineSimilarityExp,          ///< F <- float
-    AffineSimilarityExp3,         ///< F <- float, float, float
-    Warp,                         ///< F <- F, float flow (u, v, 0, 0) in pixels
+    AddBlurredHighPassThreshold,   ///< F <- F, F, float
+    Solid,                         ///< F <-
+    Ramp,                          ///< F <-
+    CopyAlpha,                     ///< F <- F, F
+    GuidedCorrelation2,            ///< F <- F, F
+    AffineSimilarity,              ///< float <- float, float, float
+    AffineSimilarityExp,           ///< F <- float
+    AffineSimilarityExp3,          ///< F <- float, float, float
+    AffineSimilarityOfHighPasses,  ///< F <- float, float
+    Warp,                          ///< F <- F, float flow (u, v, 0, 0) in pixels
 };
-constexpr int kernelCount = 27;
+constexpr int kernelCount = 28;
 
 /// One kernel for one pixel format and instruction-set level. Writes the pixels of `band` (a part of the
 /// output's bounds); every input has bounds of its own, so a kernel can read outside the band. `parameters`

@@ -12,6 +12,7 @@
 #include "ip/kernels/MotionKernels.h"
 #include "ip/kernels/PointKernels.h"
 #include "ip/kernels/SimilarityKernels.h"
+#include "ip/kernels/SimilarityStream.h"
 #include "ip/kernels/WarpKernel.h"
 #include "ip/kernels/WeightedSumKernel.h"
 
@@ -48,6 +49,7 @@ constexpr void FillFormat(LevelKernels& kernels, KernelFormat format) {
     set(KernelId::AffineSimilarity, RunPoint<AffineSimilarity<Frame>>);
     set(KernelId::AffineSimilarityExp, RunPoint<AffineSimilarityExp<Frame>>);
     set(KernelId::AffineSimilarityExp3, RunPoint<AffineSimilarityExp3<Frame>>);
+    set(KernelId::AffineSimilarityOfHighPasses, RunAffineSimilarityOfHighPasses<Frame>);
     set(KernelId::Warp, RunWarp<Storage>);
 #ifdef TQ_LEVEL_HAS_SOLID
     set(KernelId::Solid, RunSolid<Frame, BlueFirst>);

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "ip/filters/AddHighPassFilter.h"
+#include "ip/filters/AffineSimilarityFilter.h"
 #include "ip/filters/DetectMotionFilter.h"
 #include "ip/filters/FilterTest.h"
 #include "ip/filters/GaussianBlurFilter.h"
@@ -199,6 +200,21 @@ TEST_P(Fusion, TheBlursOfAHighPassAreWhatTheyAreByThemselves) {
         for (const float threshold : {1.0F, 0.2F}) {
             const LayerHandle expected = bench.Render(graph(false, sigma, threshold), window);
             EXPECT_EQ(bench.Error(bench.Render(graph(true, sigma, threshold), window), expected), 0) << sigma;
+        }
+    }
+}
+
+TEST_P(Fusion, ASimilarityIsWhatItsStepsAre) {
+    const auto graph = [&](bool fuses, const IP::AffineSimilarityParams& params) {
+        return Make<IP::AffineSimilarityFilter>(fuses, Frame(0), Frame(1), params, false);
+    };
+    // The larger blur leaves too few bands for the threads.
+    for (const auto& [x, y] : {std::pair(3.0F, 2.0F), std::pair(40.0F, 40.0F)}) {
+        const auto params = IP::AffineSimilarityParams::Make(x, y, 0.03F);
+        for (const Bounds& region : {window, Bounds{301, 5, 340, 60}}) {
+            const LayerHandle expected = bench.Render(graph(false, params), region);
+            EXPECT_GT(bench.Error(expected, [](int, int, int) { return 1.0; }), 0.5) << "nothing differs";
+            EXPECT_EQ(bench.Error(bench.Render(graph(true, params), region), expected), 0) << x;
         }
     }
 }

@@ -144,8 +144,9 @@ double BlurAt(const Samples& in, int x, int y, int c, bool columns) {
     return sum / (2 * n + 1);
 }
 
-/// Both passes over input `i`, with the rounding between them that integers have.
-double BlurBothAt(const Samples& in, int i, int x, int y, int c) {
+/// Both passes over what `sample` has at x, y.
+template <class Sample>
+double BlurBothAt(int x, int y, const Sample& sample) {
     constexpr int n = 7;
     const Blur blur(n / 3.5, n, false, 0);
     const auto weightAt = [&](int j) {
@@ -157,11 +158,15 @@ double BlurBothAt(const Samples& in, int i, int x, int y, int c) {
     for (int j = -n; j <= n; ++j) {
         double row = 0;
         for (int k = -n; k <= n; ++k) {
-            row += weightAt(k) * in(i, x + k, y + j, c);
+            row += weightAt(k) * sample(x + k, y + j);
         }
         sum += weightAt(j) * row;
     }
     return sum;
+}
+
+double BlurBothAt(const Samples& in, int i, int x, int y, int c) {
+    return BlurBothAt(x, y, [&](int sx, int sy) { return in(i, sx, sy, c); });
 }
 
 double BlurredHighPass(const Samples& in, int x, int y, int c, double factor) {
@@ -185,17 +190,32 @@ double RampAt(int x, int y, int c) {
     return colors[s][c] + (colors[s + 1][c] - colors[s][c]) * (t - stops[s]) / (stops[s + 1] - stops[s]);
 }
 
-/// The variance that no gain and offset explains, over all channels.
-double Dissimilarity(const Samples& in, int x, int y) {
+/// The variance that no gain and offset explains, over all channels; moment(i, c) are variances and
+/// covariance.
+template <class Moment>
+double Dissimilarity(const Moment& moment) {
     double total = 0;
     for (int c = 0; c < 4; ++c) {
-        const double a = in(0, x, y, c);
-        const double b = in(1, x, y, c);
-        const double covariance = in(2, x, y, c);
+        const double a = moment(0, c);
+        const double b = moment(1, c);
+        const double covariance = moment(2, c);
         const double r = covariance * std::abs(covariance) / (a == 0 ? 1 : a) / (b == 0 ? 1 : b);
         total += std::max(a, b) * std::clamp(1 - r, 0.0, 1.0);
     }
     return total;
+}
+
+double Dissimilarity(const Samples& in, int x, int y) {
+    return Dissimilarity([&](int i, int c) { return in(i, x, y, c); });
+}
+
+double SimilarityOfHighPasses(const Samples& in, int x, int y) {
+    const double dissimilarity = Dissimilarity([&](int i, int c) {
+        return BlurBothAt(x, y, [&](int sx, int sy) {
+            return in(i == 1 ? 1 : 0, sx, sy, c) * in(i == 0 ? 0 : 1, sx, sy, c);
+        });
+    });
+    return std::exp(-4 * dissimilarity);
 }
 
 double WarpAt(const Samples& in, int x, int y, int c) {
@@ -258,11 +278,14 @@ const Formula formulas[] = {
     [](auto&, int, int, int c) { return c == 3 ? 1 : (c == 0 ? 0.25 : (c == 1 ? 0.5 : 0.8F)); },
     [](auto&, int x, int y, int c) { return RampAt(x, y, c); },
     [](auto& in, int x, int y, int c) { return c == 3 ? in(1, x, y, 3) : in(0, x, y, c); },
-    // GuidedCorrelation2, AffineSimilarity, AffineSimilarityExp, AffineSimilarityExp3, Warp
+    // GuidedCorrelation2, AffineSimilarity, AffineSimilarityExp, AffineSimilarityExp3, the last two steps
+    // from
+    // high-passes, Warp
     [](auto& in, int x, int y, int c) { return in(0, x, y, c) * in(1, x, y, c); },
     [](auto& in, int x, int y, int) { return Dissimilarity(in, x, y); },
     [](auto& in, int x, int y, int) { return std::exp(-4 * std::abs(in(0, x, y, 0))); },
     [](auto& in, int x, int y, int) { return std::exp(-4 * Dissimilarity(in, x, y)); },
+    [](auto& in, int x, int y, int) { return SimilarityOfHighPasses(in, x, y); },
     [](auto& in, int x, int y, int c) { return WarpAt(in, x, y, c); },
 };
 

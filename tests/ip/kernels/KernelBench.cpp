@@ -251,6 +251,11 @@ const std::vector<KernelRow> kernelRows = {
      Pixels::Frame,
      {Pixels::Float, Pixels::Float, Pixels::Float},
      1e-5},
+    {KernelId::AffineSimilarityOfHighPasses,
+     "AffineSimilarityOfHighPasses",
+     Pixels::Frame,
+     {Pixels::Float, Pixels::Float},
+     5e-5},
     {KernelId::Warp, "Warp", Pixels::Frame, {Pixels::Frame, Pixels::Float}, 0},
 };
 
@@ -318,6 +323,15 @@ Parameters::Parameters(const KernelRow& row, const Storage& storage, int radius)
             _blurredHighPass = {BothAxes(_blur), BothAxes(_floatBlur), _highPass};
             _record = &_blurredHighPass;
             break;
+        case KernelId::AffineSimilarityOfHighPasses: {
+            constexpr int longestLine = 80;
+            _highPassSimilarity = {
+                BothAxes(_floatBlur), BothAxes(_floatBlur), BothAxes(_floatBlur),
+                Scratch<unsigned char>(GaussProductBytes(_floatBlur.parameters.radius, longestLine)),
+                _similarity};
+            _record = &_highPassSimilarity;
+            break;
+        }
         case KernelId::Solid:
             _record = &_solid;
             break;

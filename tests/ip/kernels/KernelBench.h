@@ -108,6 +108,7 @@ class Parameters {
     GatedSumParameters _gatedSum{};
     GaussBlurParameters _gaussBlur{};
     BlurredHighPassParameters _blurredHighPass{};
+    HighPassSimilarityParameters _highPassSimilarity{};
     WeightParameters _weight{0.7F};
     HighPassParameters _highPass{-6.0F};
     DetectMotionParameters _motion{1 / 0.3F, 0.7F};

@@ -40,7 +40,9 @@ struct Scene {
             if (row.id == KernelId::GaussRows) {  // the rows of the output are those of the line
                 b.y1 = bounds.y1, b.y2 = bounds.y2;
             }
-            if (row.id == KernelId::GatedSum && !images.empty()) {  // none covers less than the next one
+            const bool coversLess =  // than another input
+                row.id != KernelId::GatedSum && row.id != KernelId::AffineSimilarityOfHighPasses;
+            if (!coversLess && !images.empty()) {
                 b = images[0]->View().bounds;
             }
             const bool isFloat = kind == Pixels::Float;
