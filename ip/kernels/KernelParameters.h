@@ -153,7 +153,8 @@ constexpr std::int64_t GaussProductBytes(std::int32_t radius, std::int32_t lengt
     return mostGroupRows * GaussProductPitch(radius, length);
 }
 
-/// AffineSimilarityOfHighPasses: the three blurs have the same coefficients.
+/// AffineSimilarityOfHighPasses: the three blurs have the same coefficients. A band lies between two
+/// multiples of GaussRestart samples from the first sample of the inputs, which have the same bounds.
 struct HighPassSimilarityParameters {
     GaussBlurParameters varianceA, varianceB, covariance;
     unsigned char* products;  ///< GaussProductBytes for this call alone, aligned to 64
