@@ -274,6 +274,15 @@ using LowColumns =
     std::conditional_t<std::is_same_v<typename Frame::Storage, ByteStorage>, ColorColumns<Frame::alpha>,
                        SampleColumns<typename Frame::Storage, false>>;
 
+/// How RunPointColumn stores a band's columns: past the caches where the picture is large and aligned.
+template <class Frame>
+RowStores StoresOfBand(const ImageView& output, const Bounds& band) {
+    const unsigned char* const first = PixelAt(output, band.x1, band.y1, Frame::pixelBytes);
+    const bool streams =
+        IsStreamed(output, Frame::pixelBytes) && AreRowsAligned(output, first, static_cast<int>(sizeof(Raw)));
+    return StoresOf<Frame>(first, streams);
+}
+
 /// The picture, its blur, and the blur of the sum, as AddHighPass takes them. One block goes through all
 /// three after the other, so that both blurs stay in the first-level cache.
 template <class Frame, bool Threshold>
@@ -287,10 +296,7 @@ bool RunAddBlurredHighPass(const ImageView& output, const ImageView* inputs, con
     }
     BlurStream<LowColumns<Frame>> low(inputs[1], band, p.low);
     BlurStream<SampleColumns<FloatStorage, false>> target(inputs[2], band, p.target);
-    const unsigned char* const first = PixelAt(output, band.x1, band.y1, Frame::pixelBytes);
-    const bool streams =
-        IsStreamed(output, Frame::pixelBytes) && AreRowsAligned(output, first, static_cast<int>(sizeof(Raw)));
-    const RowStores stores = StoresOf<Frame>(first, streams);
+    const RowStores stores = StoresOfBand<Frame>(output, band);
     while (low.NextRow() < band.y2) {
         const int y = low.NextRow();
         low.StartStep();

@@ -85,10 +85,7 @@ bool RunAffineSimilarityOfHighPasses(const ImageView& output, const ImageView* i
     Stream varianceA(products(0, 0), band, p.varianceA);
     Stream varianceB(products(1, 1), band, p.varianceB);
     Stream covariance(products(0, 1), band, p.covariance);
-    const unsigned char* const first = PixelAt(output, band.x1, band.y1, Frame::pixelBytes);
-    const bool streams =
-        IsStreamed(output, Frame::pixelBytes) && AreRowsAligned(output, first, static_cast<int>(sizeof(Raw)));
-    const RowStores stores = StoresOf<Frame>(first, streams);
+    const RowStores stores = StoresOfBand<Frame>(output, band);
     while (covariance.NextRow() < band.y2) {
         const int y = covariance.NextRow();
         varianceA.StartStep();
